@@ -1,0 +1,123 @@
+#include "driver/run.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "driver/diagnostics.h"
+#include "driver/options.h"
+#include "host/host.h"
+#include "lexer/token.h"
+#include "preproc/source.h"
+#include "runtime/alloc.h"
+#include "runtime/options.h"
+#include "runtime/textbuf.h"
+
+namespace {
+
+void on_interrupt(int)
+{
+    abandon_output();
+    host_exit_now(2);
+}
+
+// The input's own directory is searched after every other path; the
+// separator that delimits it is written back as '\' in the input name.
+void add_input_directory()
+{
+    char *separator = nullptr;
+    for (char *p = input_name; *p; ++p)
+        if (*p == '\\' || *p == '/')
+            separator = p;
+    if (!separator || include_list.free_slots <= 0)
+        return;
+    path_list_add(&include_list, keep_text(input_name, static_cast<std::size_t>(separator - input_name)));
+    *separator = '\\';
+}
+
+// The main source first, then the -h headers from the last given to the
+// first: each one opened is read before the file below it, so reading
+// starts with the first header and reaches the source last.
+bool open_sources()
+{
+    if (!open_source(input_name, false))
+        return false;
+    for (std::int32_t i = header_list.free_slots; i < header_list.capacity; ++i)
+        if (!open_source(header_list.slots[i], true))
+            return false;
+    return true;
+}
+
+}  // namespace
+
+int finish_run(int status)
+{
+    if (error_file_name && error_stream && error_stream != stderr) {
+        std::fclose(error_stream);
+        error_stream = nullptr;
+    }
+    if (status != 0) {
+        if (error_file_name) {
+            TextBuffer out;
+            out.append("errors reported in ");
+            out.append(error_file_name);
+            out.append('\n');
+            host_write_stderr(out.data, out.length);
+        }
+        return 1;
+    }
+    if (error_file_name)
+        host_remove(error_file_name);
+    return 0;
+}
+
+int zpc_run(int argc, char **argv)
+{
+    host_install_interrupt(on_interrupt);
+    options_reset();
+    program_version = ZPC_VERSION;
+    program_build_date = ZPC_BUILD_DATE;
+    parse_options(&argc, &argv, ZPC_TITLE, "file", option_table);
+    if (argc == 0)
+        return 0;
+
+    char variable[128];
+    include_variable_name(variable, sizeof variable);
+    read_path_variable(&include_list, variable);
+
+    apply_early_implications();
+    input_name = argv[0];
+    if (!open_outputs(input_name))
+        return 1;
+    apply_late_implications();
+
+    add_input_directory();
+    include_search_list = build_search_list(&include_list, &include_search_capacity);
+
+    // Not yet built: the -d macros are defined here, from the last given
+    // to the first, once the macro table exists.
+
+    if (!open_sources())
+        return finish_run(1);
+
+    // Not yet built: the memory-space tables are set up here, and then
+    // either the preprocess-only output (-e, -md) or the parse of the unit
+    // into the intermediate file runs. Until then the sources are opened
+    // and checked, and the output holds nothing but a -md target.
+
+    if (make_dependencies)
+        std::fputs("\n", output_stream);
+    else if (output_file_name)
+        close_output();
+    std::fflush(stdout);
+    return finish_run(error_count);
+}
+
+void zpc_reset()
+{
+    source_reset();
+    diagnostics_reset();
+    options_reset();
+    options_library_reset();
+    run_texts_reset();
+    current_token = nullptr;
+}

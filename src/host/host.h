@@ -1,0 +1,60 @@
+// The small layer between zpc and the operating system. Nothing else in the
+// compiler calls the system directly. File names inside the compiler keep
+// the backslashes the compiler itself writes between directory and name;
+// they become '/' here, at the moment the system is asked.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+
+// Console interrupt: `handler` runs on SIGINT.
+void host_install_interrupt(void (*handler)(int));
+
+// Closes an open stream's descriptor and deletes its file by host name.
+// Only async-signal-safe calls: the interrupt handler uses it.
+void host_abandon_file(std::FILE *stream, const char *host_name);
+[[noreturn]] void host_exit_now(int status);
+
+// Copies `name` into `out` with every '\' turned into '/'. Returns false
+// (and leaves `out` empty) when it does not fit in `size` bytes.
+bool host_path(const char *name, char *out, std::size_t size);
+
+std::FILE *host_open(const char *name, const char *mode);
+int host_remove(const char *name);
+
+enum HostKind { HOST_MISSING, HOST_DIRECTORY, HOST_FILE, HOST_OTHER };
+HostKind host_kind(const char *name);
+
+// Identity of a directory (device and inode), for noticing directory
+// cycles made by symbolic links. False when it cannot be had.
+struct HostDirId {
+    std::uint64_t device;
+    std::uint64_t inode;
+};
+bool host_directory_id(const char *name, HostDirId *id);
+
+struct HostDirEntry {
+    const char *name;
+    bool is_directory;
+    bool is_hidden;  // a name beginning with '.' counts as hidden
+};
+// Lists the entries of `dir` ("" = the working directory) whose names match
+// `pattern` (shell wildcards; null matches all), sorted by name, "." and
+// ".." left out. Calls `each` once per entry. False when the directory
+// cannot be read.
+bool host_list_directory(const char *dir, const char *pattern,
+                         void (*each)(const HostDirEntry &entry, void *context),
+                         void *context);
+
+const char *host_getenv(const char *name);
+void host_local_time(std::tm *out);
+
+// Unbuffered writes to handles 1 and 2.
+void host_write_stdout(const char *text, std::size_t length);
+void host_write_stderr(const char *text, std::size_t length);
+void host_write_stderr(const char *text);
+
+// The working directory with a separator at the end, into `out`; false
+// when it does not fit.
+bool host_current_directory(char *out, std::size_t size);

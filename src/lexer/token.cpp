@@ -1,0 +1,3 @@
+#include "lexer/token.h"
+
+Token *current_token = nullptr;
