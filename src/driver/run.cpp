@@ -1,12 +1,17 @@
 #include "driver/run.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "driver/diagnostics.h"
 #include "driver/options.h"
 #include "host/host.h"
+#include "decl/names.h"
+#include "lexer/constants.h"
+#include "lexer/pptoken.h"
 #include "lexer/token.h"
+#include "lexer/tokenizer.h"
 #include "preproc/source.h"
 #include "runtime/alloc.h"
 #include "runtime/options.h"
@@ -70,7 +75,15 @@ int finish_run(int status)
     return 0;
 }
 
-int zpc_run(int argc, char **argv)
+void abort_run()
+{
+    if (output_file_name && !make_dependencies)
+        close_output();
+    std::fflush(stdout);
+    std::exit(finish_run(1));
+}
+
+int zpc_run(int argc, char **argv, const RunHooks *hooks)
 {
     host_install_interrupt(on_interrupt);
     options_reset();
@@ -86,7 +99,7 @@ int zpc_run(int argc, char **argv)
 
     apply_early_implications();
     input_name = argv[0];
-    if (!open_outputs(input_name))
+    if (!open_outputs(input_name, !(hooks && hooks->output_to_stdout)))
         return 1;
     apply_late_implications();
 
@@ -99,10 +112,13 @@ int zpc_run(int argc, char **argv)
     if (!open_sources())
         return finish_run(1);
 
-    // Not yet built: the memory-space tables are set up here, and then
-    // either the preprocess-only output (-e, -md) or the parse of the unit
-    // into the intermediate file runs. Until then the sources are opened
-    // and checked, and the output holds nothing but a -md target.
+    // Not yet built for zpc itself: the memory-space tables are set up
+    // here, and then either the preprocess-only output (-e, -md) or the
+    // parse of the unit into the intermediate file runs. Until then zpc
+    // opens and checks the sources, and its output holds nothing but a -md
+    // target.
+    if (hooks && hooks->unit)
+        hooks->unit();
 
     if (make_dependencies)
         std::fputs("\n", output_stream);
@@ -119,5 +135,8 @@ void zpc_reset()
     options_reset();
     options_library_reset();
     run_texts_reset();
-    current_token = nullptr;
+    tokenizer_reset();
+    pp_tokens_reset();
+    constants_reset();
+    names_reset();
 }

@@ -2,8 +2,20 @@
 // exit status.
 #pragma once
 
+// What a run does once the sources are open. zpc parses the unit; the
+// developer tools plug in their own step here and may write to standard
+// output without -o.
+struct RunHooks {
+    void (*unit)();
+    bool output_to_stdout;
+};
+
 // The whole run; returns the exit status. argv is modified in place.
-int zpc_run(int argc, char **argv);
+int zpc_run(int argc, char **argv, const RunHooks *hooks = nullptr);
+
+// Ends the run at once after a fatal error: the output file is closed and
+// kept, the error file handled as after any error, exit status 1.
+[[noreturn]] void abort_run();
 
 // Ends a run: closes the error file, and either names it on standard error
 // (when `status` is not 0) or deletes it. Returns the exit status.

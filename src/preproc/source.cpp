@@ -11,11 +11,36 @@ SourceFile *file_list = nullptr;
 SourceFile *current_file = nullptr;
 std::FILE *output_stream = nullptr;
 
+bool comment_open = false;
+bool end_of_input = false;
+const char *replay_file_name = nullptr;
+std::int32_t replay_line = 0;
+
 bool line_override_active = false;
 std::int32_t line_override = 0;
 const char *file_name_override = nullptr;
 
 namespace {
+
+constexpr std::size_t LINE_BUFFER_SIZE = 20480;
+constexpr std::size_t LOGICAL_LINE_MAX = 16384;
+
+char line_buffer[LINE_BUFFER_SIZE];
+std::size_t previous_line_end = 0;  // just behind the last logical line's NUL
+const char *last_logical_line = nullptr;
+LineStarts line_starts;
+
+// Scratch texts: blocks chained through their first word.
+void *scratch_blocks = nullptr;
+
+void free_scratch()
+{
+    while (scratch_blocks) {
+        void *next;
+        std::memcpy(&next, scratch_blocks, sizeof next);
+        scratch_blocks = release(scratch_blocks, next);
+    }
+}
 
 // Joined names longer than this are not tried.
 constexpr std::size_t JOINED_PATH_MAX = 510;
@@ -53,7 +78,7 @@ void write_cant_create(const char *input, const char *name)
 
 }  // namespace
 
-bool open_outputs(const char *input)
+bool open_outputs(const char *input, bool output_required)
 {
     if (error_file_name) {
         std::FILE *stream = host_open(error_file_name, "w");
@@ -75,7 +100,7 @@ bool open_outputs(const char *input)
         host_path(output_file_name, output_host_name, sizeof output_host_name);
         return true;
     }
-    if (!preprocess_only) {
+    if (!preprocess_only && output_required) {
         report_without_position(input, true);
         host_write_stderr("missing output file name\n");
         return false;
@@ -178,8 +203,154 @@ bool open_source(const char *name, bool search)
     return true;
 }
 
+char *scratch_text(const char *text, std::size_t length)
+{
+    void *block = allocate(sizeof(void *) + length + 1, scratch_blocks);
+    scratch_blocks = block;
+    char *copy = static_cast<char *>(block) + sizeof(void *);
+    std::memcpy(copy, text, length);
+    copy[length] = 0;
+    return copy;
+}
+
+const LineStarts &line_start_table() { return line_starts; }
+
+namespace {
+
+// Reads one physical line of at most `max` characters into `out`, as a
+// text-mode read does: "\r\n" counts as a newline, which is kept. Returns
+// the number of characters stored, or -1 at the end of the file.
+long read_physical_line(std::FILE *stream, char *out, std::size_t max)
+{
+    std::size_t n = 0;
+    int c = 0;
+    while (n < max && (c = getc_unlocked(stream)) != EOF) {
+        if (c == '\r') {
+            int next = getc_unlocked(stream);
+            if (next == '\n')
+                c = '\n';
+            else if (next != EOF)
+                ungetc(next, stream);
+        }
+        // A NUL would end the logical line early; it reads as a blank.
+        out[n++] = c ? static_cast<char>(c) : ' ';
+        if (c == '\n')
+            return static_cast<long>(n);
+    }
+    if (n == 0 && c == EOF)
+        return -1;
+    return static_cast<long>(n);
+}
+
+// Ends the current file and resumes the one that included it. False when
+// the main source has ended.
+bool end_current_file()
+{
+    std::fclose(current_stream);
+    current_stream = nullptr;
+    if (comment_open) {
+        report("unclosed comment at end of file");
+        comment_open = false;
+    }
+    if (!include_stack)
+        return false;
+    IncludeFrame *frame = include_stack;
+    current_file = frame->file;
+    current_stream = frame->stream;
+    include_stack = static_cast<IncludeFrame *>(release(frame, frame->link));
+    return true;
+}
+
+// Replaces the trigraphs of text[0..length) in place; returns the new length.
+std::size_t replace_trigraphs(char *text, std::size_t length)
+{
+    static const char from[] = "(/)'<!>-=";
+    static const char to[] = "[\\]^{|}~#";
+    char *q = static_cast<char *>(std::memchr(text, '?', length));
+    if (!q)
+        return length;
+    std::size_t r = static_cast<std::size_t>(q - text), w = r;
+    while (r < length) {
+        if (text[r] == '?' && r + 2 < length && text[r + 1] == '?') {
+            if (const char *hit = std::strchr(from, text[r + 2]); hit && text[r + 2]) {
+                text[w++] = to[hit - from];
+                r += 3;
+                continue;
+            }
+        }
+        text[w++] = text[r++];
+    }
+    return w;
+}
+
+}  // namespace
+
+char *read_logical_line(bool continuation)
+{
+    std::size_t start = continuation ? previous_line_end : 0;
+    if (!continuation)
+        free_scratch();
+    if (end_of_input || !current_stream)
+        return nullptr;
+    line_starts.count = 0;
+    std::size_t end = start;  // where the next physical line goes
+    bool any = false;
+    bool too_long = false;
+    for (;;) {
+        // Room for the characters, then the newline and the NUL.
+        std::size_t max = LINE_BUFFER_SIZE - end - 2;
+        long n = 0;
+        if (max == 0) {
+            too_long = true;
+        } else {
+            n = read_physical_line(current_stream, line_buffer + end, max);
+            if (n < 0) {
+                if (end_current_file())
+                    continue;
+                end_of_input = true;
+                if (!any)
+                    return nullptr;
+                line_buffer[end++] = '\n';
+                break;
+            }
+            any = true;
+            ++current_file->line;
+            if (line_override_active)
+                ++line_override;
+            if (line_starts.count < LINE_STARTS_MAX)
+                line_starts.offset[line_starts.count++] = static_cast<std::uint32_t>(end - start);
+            if (static_cast<std::size_t>(n) == max && line_buffer[end + max - 1] != '\n')
+                too_long = true;
+        }
+        std::size_t length = static_cast<std::size_t>(n);
+        if (length == 0 || line_buffer[end + length - 1] != '\n')
+            line_buffer[end + length++] = '\n';
+        length = replace_trigraphs(line_buffer + end, length);
+        end += length;
+        // A splice joins the next physical line; only a backslash of this
+        // physical line counts, so a spliced-in backslash does not splice again.
+        if (!too_long && length >= 2 && line_buffer[end - 2] == '\\') {
+            end -= 2;
+            continue;
+        }
+        break;
+    }
+    line_buffer[end] = 0;
+    previous_line_end = end + 1;
+    if (too_long)
+        report("line too long");
+    else if (end - start > LOGICAL_LINE_MAX)
+        report("logical line too long");
+    last_logical_line = line_buffer + start;
+    return line_buffer + start;
+}
+
+const char *current_logical_line() { return last_logical_line; }
+
 std::int32_t current_line()
 {
+    if (replay_file_name)
+        return replay_line;
     if (line_override_active)
         return line_override;
     return current_file ? static_cast<std::int32_t>(current_file->line) : 0;
@@ -187,6 +358,8 @@ std::int32_t current_line()
 
 const char *current_file_name()
 {
+    if (replay_file_name)
+        return replay_file_name;
     if (file_name_override)
         return file_name_override;
     return current_file ? current_file->name : "";
@@ -209,6 +382,14 @@ void source_reset()
     }
     file_list_end = &file_list;
     current_file = nullptr;
+    free_scratch();
+    previous_line_end = 0;
+    last_logical_line = nullptr;
+    line_starts.count = 0;
+    comment_open = false;
+    end_of_input = false;
+    replay_file_name = nullptr;
+    replay_line = 0;
     line_override_active = false;
     line_override = 0;
     file_name_override = nullptr;

@@ -1,6 +1,7 @@
 // Input files: the main source, the -h headers and included files, the
 // include stack, the current file and line, and the output streams.
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -18,8 +19,9 @@ extern SourceFile *current_file;  // null until the first file is opened
 extern std::FILE *output_stream;
 
 // Opens the error stream (+e) and the output stream (-o, or standard output
-// under -e and -md). Returns false after its message when that fails.
-bool open_outputs(const char *input_name);
+// under -e and -md, or when `output_required` is false). Returns false after
+// its message when that fails.
+bool open_outputs(const char *input_name, bool output_required = true);
 // Closes the output file (when -o named one) and forgets both streams.
 void close_output();
 // The interrupt handler's way out: closes and deletes the output file.
@@ -36,6 +38,35 @@ void note_dependency(const char *name);
 inline bool source_is_open() { return current_file != nullptr; }
 std::int32_t current_line();
 const char *current_file_name();
+
+// The next logical line: physical lines with trigraphs replaced and
+// backslash-newline splices joined, always ending in '\n', NUL-terminated.
+// Null at the end of all input. A continuation read places the line behind
+// the previous one, so that the text of tokens already scanned stays valid.
+char *read_logical_line(bool continuation);
+// The line read_logical_line() returned last (null before the first).
+const char *current_logical_line();
+
+// Offsets, from the start of the logical line just read, at which each of
+// its physical lines begins (at most LINE_STARTS_MAX of them).
+constexpr int LINE_STARTS_MAX = 128;
+struct LineStarts {
+    std::uint32_t offset[LINE_STARTS_MAX];
+    int count;
+};
+const LineStarts &line_start_table();
+
+// Set by the line scanner while a block comment runs on past a line's end.
+extern bool comment_open;
+extern bool end_of_input;
+
+// Text made up during expansion lives until the next logical line starts.
+char *scratch_text(const char *text, std::size_t length);
+
+// A replayed token's position overrides the reader's (recorded inline
+// function bodies); null when nothing is being replayed.
+extern const char *replay_file_name;
+extern std::int32_t replay_line;
 
 // The #line overrides.
 extern bool line_override_active;

@@ -1,0 +1,389 @@
+#include "lexer/tokenizer.h"
+
+#include <cstring>
+
+#include "decl/names.h"
+#include "driver/diagnostics.h"
+#include "driver/options.h"
+#include "driver/run.h"
+#include "lexer/constants.h"
+#include "preproc/directives.h"
+#include "preproc/source.h"
+#include "runtime/alloc.h"
+
+const char *const keyword_table[32] = {
+    "auto",   "break",  "case",   "char",   "const",    "continue", "default",  "do",
+    "double", "else",   "enum",   "extern", "float",    "for",      "goto",     "if",
+    "int",    "long",   "register", "return", "short",  "signed",   "sizeof",   "static",
+    "struct", "switch", "typedef", "union", "unsigned", "void",     "volatile", "while",
+};
+
+std::uint8_t resync_code = 0;
+
+namespace {
+
+constexpr int RING_SIZE = 3;
+
+struct TokenizerState {
+    Token ring[RING_SIZE];
+    int ring_pos;     // the slot of the current token
+    int pushed;       // tokens pushed back, 0..3
+    Token *current;
+    PpToken *line_list;  // the list being served, recycled when done
+    PpToken *cursor;     // its next token
+    std::uint8_t resync;
+    bool recording;
+    bool replaying;
+    RecordedToken *replay_cursor;
+};
+
+TokenizerState state;
+TokenizerState saved;
+bool redirected = false;
+
+RecordedToken *recording_head = nullptr;
+RecordedToken **recording_tail = &recording_head;
+
+bool is_pasted_comment(const PpToken *t) { return t->len == 2 && t->text[0] == '/' && t->text[1] == '/'; }
+
+// The next token to serve without taking it: end-of-line tokens are passed
+// over, and new lines are read, scanned and handed to the directive stage
+// as the current one runs out. Null at the end of input.
+PpToken *peek_pp()
+{
+    for (;;) {
+        if (PpToken *t = state.cursor) {
+            if (t->kind != TK_EOL)
+                return t;
+            // A '/' pasted to a '/' became a comment: the rest of its line goes.
+            state.cursor = is_pasted_comment(t) ? nullptr : t->next;
+            continue;
+        }
+        if (redirected)
+            return nullptr;
+        free_pp_list(state.line_list);
+        state.line_list = nullptr;
+        char *text = read_logical_line(false);
+        if (!text)
+            return nullptr;
+        state.line_list = state.cursor = process_line(scan_line(text));
+    }
+}
+
+int keyword_index(const char *text, std::size_t length)
+{
+    if (length < 2 || length > 8 || text[0] == '_')
+        return -1;
+    // Comparing the first letter first keeps the walk over 32 entries cheap.
+    for (int i = 0; i < 32; ++i) {
+        const char *k = keyword_table[i];
+        if (k[0] == text[0] && std::strlen(k) == length && !std::memcmp(k, text, length))
+            return i;
+    }
+    return -1;
+}
+
+void free_token_value(Token *t)
+{
+    if (t->code == TK_ASM)
+        release(reinterpret_cast<void *>(t->value));
+}
+
+// Copies the value of a token for a second holder: a string gets one more
+// user of its pool entry, assembly text a copy of its own.
+void share_value(Token *t)
+{
+    if (t->code == TK_STRING) {
+        ++token_pool_entry(t)->refs;
+    } else if (t->code == TK_ASM) {
+        char *copy = static_cast<char *>(allocate(t->length + 1u));
+        std::memcpy(copy, reinterpret_cast<const char *>(t->value), t->length);
+        copy[t->length] = 0;
+        t->value = reinterpret_cast<std::uintptr_t>(copy);
+    }
+}
+
+void make_asm_text(Token *t, PpToken *first)
+{
+    std::size_t total = first->len;
+    for (PpToken *q = first->next; q && q->kind == TK_ASM; q = q->next)
+        total += q->ws_len + q->len;
+    if (total > 0xFFFF)
+        total = 0xFFFF;
+    char *text = static_cast<char *>(allocate(total + 1));
+    std::size_t n = 0;
+    auto put = [&](const char *s, std::size_t len) {
+        if (len > total - n)
+            len = total - n;
+        std::memcpy(text + n, s, len);
+        n += len;
+    };
+    put(first->text, first->len);
+    PpToken *q = first->next;
+    for (; q && q->kind == TK_ASM; q = q->next) {
+        put(q->ws, q->ws_len);
+        put(q->text, q->len);
+    }
+    text[n] = 0;
+    state.cursor = q;
+    t->code = TK_ASM;
+    t->length = static_cast<std::uint16_t>(n);
+    t->value = reinterpret_cast<std::uintptr_t>(text);
+}
+
+// Fills *t from the token chain; false when a token was passed over.
+bool fill_token(Token *t)
+{
+    PpToken *pp = peek_pp();
+    if (!pp) {
+        t->code = TK_END;
+        t->line = static_cast<std::uint32_t>(current_line());
+        t->column = 0;
+        t->length = 0;
+        t->value = 0;
+        return true;
+    }
+    state.cursor = pp->next;
+    t->line = pp->line;
+    t->column = pp->column;
+    t->length = pp->len;
+    t->value = 0;
+    // Messages about the token itself (bad constants) stand at its position.
+    t->code = pp->kind;
+    state.current = current_token = t;
+    switch (pp->kind) {
+    case TK_IDENT: {
+        int k = keyword_index(pp->text, pp->len);
+        if (k >= 0) {
+            t->code = static_cast<std::uint16_t>(TK_KEYWORD_FIRST + k);
+        } else if (c99_mode && pp->len == 6 && !std::memcmp(pp->text, "inline", 6)) {
+            t->code = TK_INLINE;
+        } else {
+            t->code = TK_IDENT;
+            t->value = reinterpret_cast<std::uintptr_t>(intern_name(pp->text, pp->len));
+        }
+        return true;
+    }
+    case TK_PPNUMBER:
+        convert_number(t, pp);
+        return true;
+    case TK_CHAR:
+        convert_char(t, pp);
+        return true;
+    case TK_STRING:
+        decode_string(t, pp);
+        for (PpToken *next = peek_pp(); next && next->kind == TK_STRING; next = peek_pp()) {
+            state.cursor = next->next;
+            Token piece = *t;
+            decode_string(&piece, next);
+            join_strings(&piece, token_pool_entry(t));
+            t->value = piece.value;
+        }
+        return true;
+    case TK_OTHER:
+        report("bad character %c", 0, static_cast<int>(static_cast<unsigned char>(pp->text[0])));
+        return false;
+    case TK_ASM:
+        make_asm_text(t, pp);
+        return true;
+    default:
+        return true;
+    }
+}
+
+void replay_next(Token *t)
+{
+    RecordedToken *r = state.replay_cursor;
+    if (!r) {
+        t->code = TK_END;
+        t->length = 0;
+        t->value = 0;
+        return;
+    }
+    state.replay_cursor = r->link;
+    *t = r->token;
+    share_value(t);
+    replay_file_name = r->file_name;
+    replay_line = static_cast<std::int32_t>(r->token.line);
+}
+
+void record(const Token *t)
+{
+    RecordedToken *r = static_cast<RecordedToken *>(allocate(sizeof(RecordedToken)));
+    r->link = nullptr;
+    r->file_name = current_file_name();
+    r->token = *t;
+    share_value(&r->token);
+    *recording_tail = r;
+    recording_tail = &r->link;
+}
+
+}  // namespace
+
+const char *token_spelling(std::uint16_t code)
+{
+    static const char *const punctuators[105] = {
+        nullptr, ",",  ":",  ";",  nullptr, "@",  ".",  "...", "->", "?", "(", ")", "[", "]", "++", "--",
+        "{",     "}",  nullptr, nullptr, "#", "##", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+        nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+        nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+        nullptr, nullptr, "\\#", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+        "!",     "~",  nullptr, nullptr, nullptr, nullptr, nullptr, "/", "%", "<<", ">>", nullptr, "^",
+        "|",     "<",  ">=", ">",  "<=", "==", "!=", "+=", "-=", "*=", "/=", "%=", "<<=", ">>=", "&=",
+        "^=",    "|=", "&&", "||", "inline", nullptr, "=", nullptr, "+", "-", "*", nullptr, nullptr,
+        nullptr, nullptr, "&",
+    };
+    if (code >= TK_KEYWORD_FIRST && code <= TK_KEYWORD_LAST)
+        return keyword_table[code - TK_KEYWORD_FIRST];
+    if (code < sizeof punctuators / sizeof punctuators[0])
+        return punctuators[code];
+    return nullptr;
+}
+
+Token *next_token()
+{
+    state.ring_pos = (state.ring_pos + 1) % RING_SIZE;
+    Token *t = &state.ring[state.ring_pos];
+    if (state.pushed > 0) {
+        --state.pushed;
+        state.current = current_token = t;
+        return t;
+    }
+    if (state.replaying) {
+        replay_next(t);
+    } else {
+        while (!fill_token(t)) {
+        }
+    }
+    state.current = current_token = t;
+    if (state.recording && !state.replaying)
+        record(t);
+    return t;
+}
+
+void push_back_token()
+{
+    if (state.pushed >= RING_SIZE) {
+        report("token overflow");
+        abort_run();
+    }
+    ++state.pushed;
+    state.ring_pos = (state.ring_pos + RING_SIZE - 1) % RING_SIZE;
+    state.current = current_token = &state.ring[state.ring_pos];
+}
+
+Token *expect(std::uint16_t code)
+{
+    Token *t = next_token();
+    if (t->code == code)
+        return t;
+    push_back_token();
+    const char *name = nullptr;
+    switch (code) {
+    case TK_LPAREN: name = "("; break;
+    case TK_RPAREN: name = ")"; break;
+    case TK_RBRACE: name = "}"; break;
+    case TK_RBRACKET: name = "]"; break;
+    case TK_KEYWORD_LAST: name = "while"; break;
+    case TK_SEMICOLON: name = ";"; break;
+    case TK_COLON: name = ":"; break;
+    default: break;
+    }
+    if (name)
+        report("missing %s", 0, name);
+    else
+        report("syntax error");
+    if (resync_code) {
+        std::uint16_t stop = resync_code;
+        bool push_stop = stop == TK_END;
+        if (push_stop)
+            stop = TK_RBRACE;
+        for (;;) {
+            Token *d = next_token();
+            if (d->code == TK_END || d->code == TK_SEMICOLON || d->code == stop ||
+                (stop == TK_RBRACE && d->code == TK_LBRACE)) {
+                if (push_stop && d->code != TK_SEMICOLON)
+                    push_back_token();
+                break;
+            }
+            free_token_value(d);
+        }
+        resync_code = 0;
+    }
+    return t;
+}
+
+std::uint16_t redirect_tokens(PpToken *list)
+{
+    if (list) {
+        saved = state;
+        saved.resync = resync_code;
+        state = TokenizerState{};
+        state.ring_pos = 0;
+        state.cursor = list;
+        state.current = saved.current;
+        redirected = true;
+        resync_code = 0;
+        return 0;
+    }
+    std::uint16_t next;
+    if (state.pushed > 0)
+        next = state.ring[(state.ring_pos + 1) % RING_SIZE].code;
+    else
+        next = state.cursor ? state.cursor->kind : static_cast<std::uint16_t>(TK_END);
+    state = saved;
+    resync_code = state.resync;
+    current_token = state.current;
+    redirected = false;
+    return next;
+}
+
+void start_recording()
+{
+    recording_head = nullptr;
+    recording_tail = &recording_head;
+    state.recording = true;
+}
+
+RecordedToken *stop_recording()
+{
+    state.recording = false;
+    RecordedToken *list = recording_head;
+    recording_head = nullptr;
+    recording_tail = &recording_head;
+    return list;
+}
+
+void start_replay(RecordedToken *list)
+{
+    state.replaying = true;
+    state.replay_cursor = list;
+}
+
+void stop_replay()
+{
+    state.replaying = false;
+    state.replay_cursor = nullptr;
+    replay_file_name = nullptr;
+    replay_line = 0;
+}
+
+void free_recording(RecordedToken *list)
+{
+    while (list) {
+        if (list->token.code == TK_STRING)
+            pool_release(token_pool_entry(&list->token));
+        free_token_value(&list->token);
+        list = static_cast<RecordedToken *>(release(list, list->link));
+    }
+}
+
+void tokenizer_reset()
+{
+    free_recording(stop_recording());
+    state = TokenizerState{};
+    saved = TokenizerState{};
+    redirected = false;
+    resync_code = 0;
+    current_token = nullptr;
+}
