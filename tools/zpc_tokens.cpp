@@ -2,7 +2,6 @@
 // token as "LINE:COLUMN CODE TEXT". It takes zpc's options, reports exactly
 // as zpc does and exits with zpc's status; the tokens go to standard output
 // (or to the -o file).
-#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 
@@ -16,76 +15,141 @@
 
 namespace {
 
-char out_buffer[1 << 16];
+// The dump is assembled in a buffer of its own: formatted output per token
+// would cost more than the whole token chain.
+struct Dump {
+    std::FILE *out;
+    char buffer[1 << 16];
+    std::size_t used = 0;
 
-void put_quoted(std::FILE *out, const unsigned char *bytes, std::size_t length)
-{
-    std::putc('"', out);
-    for (std::size_t i = 0; i < length; ++i) {
-        unsigned char c = bytes[i];
-        if (c == '\\' || c == '"') {
-            std::putc('\\', out);
-            std::putc(c, out);
-        } else if (c < 0x20 || c > 0x7E) {
-            std::fprintf(out, "\\%03o", c);
+    void flush()
+    {
+        std::fwrite(buffer, 1, used, out);
+        used = 0;
+    }
+    void room(std::size_t n)
+    {
+        if (used + n > sizeof buffer)
+            flush();
+    }
+    void put(char c)
+    {
+        room(1);
+        buffer[used++] = c;
+    }
+    void put(const char *text, std::size_t n)
+    {
+        if (n > sizeof buffer / 2) {
+            flush();
+            std::fwrite(text, 1, n, out);
+            return;
+        }
+        room(n);
+        std::memcpy(buffer + used, text, n);
+        used += n;
+    }
+    void put(const char *text) { put(text, std::strlen(text)); }
+    void put_unsigned(std::uint64_t v)
+    {
+        char digits[24];
+        int n = 0;
+        do {
+            digits[n++] = static_cast<char>('0' + v % 10);
+            v /= 10;
+        } while (v);
+        room(static_cast<std::size_t>(n));
+        while (n)
+            buffer[used++] = digits[--n];
+    }
+    void put_signed(std::int64_t v)
+    {
+        if (v < 0) {
+            put('-');
+            put_unsigned(0 - static_cast<std::uint64_t>(v));
         } else {
-            std::putc(c, out);
+            put_unsigned(static_cast<std::uint64_t>(v));
         }
     }
-    std::putc('"', out);
-}
+    void put_quoted(const unsigned char *bytes, std::size_t length)
+    {
+        put('"');
+        for (std::size_t i = 0; i < length; ++i) {
+            unsigned char c = bytes[i];
+            if (c == '\\' || c == '"') {
+                put('\\');
+                put(static_cast<char>(c));
+            } else if (c < 0x20 || c > 0x7E) {
+                char octal[4] = {'\\', static_cast<char>('0' + (c >> 6)), static_cast<char>('0' + ((c >> 3) & 7)),
+                                 static_cast<char>('0' + (c & 7))};
+                put(octal, 4);
+            } else {
+                put(static_cast<char>(c));
+            }
+        }
+        put('"');
+    }
+};
+
+Dump dump;
 
 void print_tokens()
 {
-    std::FILE *out = output_stream;
-    std::setvbuf(out, out_buffer, _IOFBF, sizeof out_buffer);
+    dump.out = output_stream;
+    dump.used = 0;
     for (;;) {
         Token *t = next_token();
-        std::fprintf(out, "%" PRIu32 ":%u %u ", t->line, static_cast<unsigned>(t->column),
-                     static_cast<unsigned>(t->code));
+        dump.put_unsigned(t->line);
+        dump.put(':');
+        dump.put_unsigned(t->column);
+        dump.put(' ');
+        dump.put_unsigned(t->code);
+        dump.put(' ');
         switch (t->code) {
         case TK_IDENT: {
             const Name *name = reinterpret_cast<const Name *>(t->value);
-            std::fwrite(name->chars, 1, name->length, out);
+            dump.put(name->chars, name->length);
             break;
         }
         case TK_INT_CONST:
         case TK_LONG_CONST:
-            std::fprintf(out, "%" PRId32, static_cast<std::int32_t>(static_cast<std::uint32_t>(t->value)));
+            dump.put_signed(static_cast<std::int32_t>(static_cast<std::uint32_t>(t->value)));
             break;
         case TK_UINT_CONST:
         case TK_ULONG_CONST:
-            std::fprintf(out, "%" PRIu32, static_cast<std::uint32_t>(t->value));
+            dump.put_unsigned(static_cast<std::uint32_t>(t->value));
             break;
         case TK_FLOAT_CONST:
         case TK_DOUBLE_CONST: {
             double value;
             std::memcpy(&value, token_pool_entry(t)->bytes, sizeof value);
-            std::fprintf(out, "%.17g", value);
+            char text[40];
+            int n = std::snprintf(text, sizeof text, "%.17g", value);
+            dump.put(text, static_cast<std::size_t>(n));
             break;
         }
         case TK_STRING: {
             const PoolEntry *e = token_pool_entry(t);
-            put_quoted(out, e->bytes, e->length);
+            dump.put_quoted(e->bytes, e->length);
             break;
         }
         case TK_ASM:
-            put_quoted(out, reinterpret_cast<const unsigned char *>(t->value), t->length);
+            dump.put_quoted(reinterpret_cast<const unsigned char *>(t->value), t->length);
             release(reinterpret_cast<void *>(t->value));
             break;
         case TK_END:
-            std::fputs("EOF", out);
+            dump.put("EOF");
             break;
         default:
             if (const char *spelling = token_spelling(t->code))
-                std::fputs(spelling, out);
+                dump.put(spelling);
             break;
         }
-        std::putc('\n', out);
+        dump.put('\n');
         if (t->code == TK_END)
             break;
     }
-    std::fflush(out);
+    dump.flush();
+    std::fflush(dump.out);
 }
 
 }  // namespace

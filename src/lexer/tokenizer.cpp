@@ -70,16 +70,34 @@ PpToken *peek_pp()
     }
 }
 
+// Keywords by first letter: the indexes of the keywords that begin with it.
+struct KeywordIndex {
+    std::int8_t first[26][8];
+    std::uint8_t length[32];
+    KeywordIndex()
+    {
+        for (auto &row : first)
+            for (auto &k : row)
+                k = -1;
+        for (int i = 0; i < 32; ++i) {
+            const char *k = keyword_table[i];
+            length[i] = static_cast<std::uint8_t>(std::strlen(k));
+            std::int8_t *row = first[k[0] - 'a'];
+            while (*row >= 0)
+                ++row;
+            *row = static_cast<std::int8_t>(i);
+        }
+    }
+};
+const KeywordIndex keyword_index_table;
+
 int keyword_index(const char *text, std::size_t length)
 {
-    if (length < 2 || length > 8 || text[0] == '_')
+    if (length < 2 || length > 8 || text[0] < 'a' || text[0] > 'z')
         return -1;
-    // Comparing the first letter first keeps the walk over 32 entries cheap.
-    for (int i = 0; i < 32; ++i) {
-        const char *k = keyword_table[i];
-        if (k[0] == text[0] && std::strlen(k) == length && !std::memcmp(k, text, length))
-            return i;
-    }
+    for (const std::int8_t *k = keyword_index_table.first[text[0] - 'a']; *k >= 0; ++k)
+        if (keyword_index_table.length[*k] == length && !std::memcmp(keyword_table[*k], text, length))
+            return *k;
     return -1;
 }
 

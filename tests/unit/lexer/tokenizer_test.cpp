@@ -1,0 +1,206 @@
+// The tokenizer's services to the parser: push-back, the expected-token
+// check with its recovery, redirection to a private list, recording and
+// replay, and string joining across lines.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "driver/diagnostics.h"
+#include "driver/options.h"
+#include "driver/run.h"
+#include "lexer/constants.h"
+#include "lexer/tokenizer.h"
+#include "preproc/source.h"
+
+namespace {
+
+struct Seen {
+    unsigned code, line, column;
+    bool operator==(const Seen &) const = default;
+};
+
+class TokenizerTest : public ::testing::Test {
+protected:
+    std::string path;
+
+    void SetUp() override
+    {
+        zpc_reset();
+        options_reset();
+        set_program_name("zpc");
+        error_stream = std::tmpfile();
+        char name[] = "/tmp/zpc-tok-XXXXXX";
+        int fd = mkstemp(name);
+        ASSERT_GE(fd, 0);
+        close(fd);
+        path = name;
+    }
+    void TearDown() override
+    {
+        std::fclose(error_stream);
+        error_stream = nullptr;
+        zpc_reset();
+        std::remove(path.c_str());
+    }
+    void open_text(const char *text)
+    {
+        std::FILE *f = std::fopen(path.c_str(), "w");
+        std::fputs(text, f);
+        std::fclose(f);
+        ASSERT_TRUE(open_source(path.c_str(), false));
+    }
+    std::string messages()
+    {
+        std::fflush(error_stream);
+        std::rewind(error_stream);
+        std::string text;
+        for (int c; (c = std::fgetc(error_stream)) != EOF;)
+            text += static_cast<char>(c);
+        return text;
+    }
+    static Seen seen(const Token *t) { return {t->code, t->line, t->column}; }
+};
+
+TEST_F(TokenizerTest, PushBackRedeliversUpToThreeTokens)
+{
+    open_text("a b c d\n");
+    std::vector<Seen> first;
+    for (int i = 0; i < 3; ++i)
+        first.push_back(seen(next_token()));
+    push_back_token();
+    EXPECT_EQ(current_token->column, 2u) << "after pushing back, the current token is the one before";
+    push_back_token();
+    push_back_token();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(seen(next_token()), first[static_cast<std::size_t>(i)]);
+    EXPECT_EQ(seen(next_token()), (Seen{TK_IDENT, 1, 6}));
+    EXPECT_EQ(next_token()->code, TK_END);
+}
+
+TEST_F(TokenizerTest, FourthPushBackEndsTheRun)
+{
+    open_text("a b c d\n");
+    for (int i = 0; i < 4; ++i)
+        next_token();
+    EXPECT_EXIT(
+        {
+            error_stream = stderr;
+            for (int i = 0; i < 4; ++i)
+                push_back_token();
+        },
+        ::testing::ExitedWithCode(1), "token overflow");
+}
+
+TEST_F(TokenizerTest, ExpectReportsAndResynchronises)
+{
+    open_text("x y z ; w\nq ( r } s\nu v } t\n{\n");
+    next_token();  // x
+    resync_code = TK_SEMICOLON;
+    Token *bad = expect(TK_SEMICOLON);
+    EXPECT_EQ(bad->code, TK_IDENT);
+    EXPECT_EQ(resync_code, 0);
+    EXPECT_EQ(seen(next_token()), (Seen{TK_IDENT, 1, 8})) << "tokens through the ';' are dropped";
+
+    // Without a resynchronisation code nothing is dropped.
+    EXPECT_EQ(expect(TK_IDENT)->code, TK_IDENT);  // q
+    EXPECT_EQ(expect(TK_RPAREN)->code, TK_LPAREN);
+    EXPECT_EQ(next_token()->code, TK_LPAREN);
+
+    // 255 stops at '}' (or '{') and leaves it to be read again.
+    next_token();  // r
+    resync_code = TK_END;
+    expect(TK_COLON);
+    EXPECT_EQ(seen(next_token()), (Seen{TK_RBRACE, 2, 6}));
+    resync_code = TK_RBRACE;
+    expect(TK_SEMICOLON);  // drops s u v }
+    EXPECT_EQ(next_token()->code, TK_IDENT);  // t
+    resync_code = TK_RBRACE;
+    expect(TK_KEYWORD_LAST);  // the '{' stops it too, and is dropped
+    EXPECT_EQ(next_token()->code, TK_END);
+
+    EXPECT_EQ(messages(), "#error zpc " + path + ":1(0) missing ;\n#error zpc " + path +
+                              ":2(0) missing )\n#error zpc " + path + ":2(4) missing :\n#error zpc " + path +
+                              ":2(6) missing ;\n#error zpc " + path + ":3(6) missing while\n");
+}
+
+TEST_F(TokenizerTest, RedirectionReadsAPrivateListAndRestores)
+{
+    open_text("main one two\n");
+    next_token();
+    next_token();  // one
+    char text[] = "1 + x\n";
+    PpToken *list = scan_line(text);
+    EXPECT_EQ(redirect_tokens(list), 0);
+    EXPECT_EQ(next_token()->code, TK_INT_CONST);
+    EXPECT_EQ(next_token()->code, TK_PLUS);
+    Token *x = next_token();
+    EXPECT_EQ(x->code, TK_IDENT);
+    push_back_token();
+    EXPECT_EQ(redirect_tokens(nullptr), TK_IDENT) << "the pushed-back token would come next";
+    EXPECT_EQ(current_token->column, 5u) << "the current token is restored";
+    EXPECT_EQ(seen(next_token()), (Seen{TK_IDENT, 1, 9}));
+
+    // A list read to its end gives end of input; its next kind is the line end.
+    char text2[] = "7\n";
+    PpToken *list2 = scan_line(text2);
+    redirect_tokens(list2);
+    EXPECT_EQ(next_token()->code, TK_INT_CONST);
+    EXPECT_EQ(next_token()->code, TK_END);
+    EXPECT_EQ(redirect_tokens(nullptr), TK_END);
+    EXPECT_EQ(next_token()->code, TK_END);
+    free_pp_list(list);
+    free_pp_list(list2);
+}
+
+TEST_F(TokenizerTest, ReplayGivesBackTheRecordedTokensAndPositions)
+{
+    open_text("int f\n  (\"s\"\n) { return 1; }\n");
+    std::vector<Seen> recorded;
+    start_recording();
+    for (Token *t = next_token(); t->code != TK_END; t = next_token()) {
+        recorded.push_back(seen(t));
+        if (t->code == TK_LPAREN) {  // a pushed-back token is recorded once
+            push_back_token();
+            next_token();
+        }
+    }
+    RecordedToken *list = stop_recording();
+    start_replay(list);
+    std::vector<Seen> replayed;
+    std::string strings;
+    for (Token *t = next_token(); t->code != TK_END; t = next_token()) {
+        replayed.push_back(seen(t));
+        EXPECT_EQ(current_line(), static_cast<std::int32_t>(t->line));
+        EXPECT_STREQ(current_file_name(), path.c_str());
+        if (t->code == TK_STRING)
+            strings.assign(reinterpret_cast<const char *>(token_pool_entry(t)->bytes), token_pool_entry(t)->length);
+    }
+    stop_replay();
+    EXPECT_EQ(replayed, recorded);
+    EXPECT_EQ(recorded.size(), 10u);
+    EXPECT_EQ(strings, "s");
+    EXPECT_EQ(current_line(), 3) << "after replay the reader's own line counts again";
+    free_recording(list);
+}
+
+TEST_F(TokenizerTest, AdjacentStringsJoinAcrossLinesIntoOneSharedEntry)
+{
+    open_text("\"ab\" L\"c\"\n  \"d\\0e\" x \"abcd\\0e\"\n");
+    Token *s = next_token();
+    EXPECT_EQ(seen(s), (Seen{TK_STRING, 1, 0}));
+    EXPECT_EQ(s->length, 4u) << "the length is the first piece's spelling";
+    PoolEntry *joined = token_pool_entry(s);
+    EXPECT_EQ(std::string(reinterpret_cast<const char *>(joined->bytes), joined->length), std::string("abcd\0e", 6));
+    EXPECT_EQ(next_token()->code, TK_IDENT);
+    Token *again = next_token();
+    EXPECT_EQ(token_pool_entry(again), joined);
+    EXPECT_EQ(joined->refs, 1u);
+    int entries = 0;
+    for (PoolEntry *e = constant_pool; e; e = e->link)
+        ++entries;
+    EXPECT_EQ(entries, 1) << "the pieces leave the pool once joined";
+}
+
+}  // namespace
