@@ -5,6 +5,7 @@
 #include "driver/diagnostics.h"
 #include "driver/options.h"
 #include "runtime/alloc.h"
+#include "runtime/textbuf.h"
 
 PoolEntry *constant_pool = nullptr;
 const void *constant_section = nullptr;
@@ -357,50 +358,28 @@ void convert_char(Token *token, const PpToken *pp)
     token->value = value;
 }
 
-void decode_string(Token *token, PpToken *pp)
+void decode_string(Token *token, const PpToken *pp)
 {
-    char *text = pp->text;
-    std::size_t n = pp->len;
-    std::size_t length;
-    if (n > 0 && (text[0] == '"' || text[0] == 'L')) {
-        // Decoded over the spelling itself: the first byte becomes the count
-        // of NUL bytes in the decoded text, which a NUL then ends, so that a
-        // literal met again (copied by a macro) is not decoded twice.
-        const char *p = text + (text[0] == 'L' ? 2 : 1);
-        const char *end = text + n;
-        std::size_t w = 1;
-        unsigned nuls = 0;
-        // Inside a scanned literal an unescaped quote can only be the last one.
-        while (p < end && *p != '"') {
-            unsigned char c;
-            if (*p == '\\')
-                c = static_cast<unsigned char>(decode_escape(&p, end));
-            else
-                c = static_cast<unsigned char>(*p++);
-            nuls += c == 0;
-            text[w++] = static_cast<char>(c);
-        }
-        length = w - 1;
-        text[0] = static_cast<char>(nuls);
-        // An unclosed literal without escapes has no byte to spare for the
-        // NUL; its decoded text then simply runs to the end of the spelling.
-        if (w < n)
-            text[w] = 0;
-    } else {
-        unsigned nuls = static_cast<unsigned char>(text[0]);
-        std::size_t w = 1;
-        while (w < n) {
-            if (text[w] == 0) {
-                if (nuls == 0)
-                    break;
-                --nuls;
-            }
-            ++w;
-        }
-        length = w - 1;
+    // Decoded into a buffer of its own: the spelling stays as written, so
+    // that a literal in a macro body reads the same at every use and in a
+    // redefinition.
+    static TextBuffer bytes;
+    bytes.length = 0;
+    const char *p = pp->text;
+    const char *end = p + pp->len;
+    if (p < end && *p == 'L')
+        ++p;
+    if (p < end)
+        ++p;  // the opening quote
+    // Inside a scanned literal an unescaped quote can only be the last one.
+    while (p < end && *p != '"') {
+        if (*p == '\\')
+            bytes.append(static_cast<char>(decode_escape(&p, end)));
+        else
+            bytes.append(*p++);
     }
     token->code = TK_STRING;
-    token->value = reinterpret_cast<std::uintptr_t>(pool_intern(text + 1, length));
+    token->value = reinterpret_cast<std::uintptr_t>(pool_intern(bytes.data ? bytes.data : "", bytes.length));
 }
 
 void join_strings(Token *token, PoolEntry *earlier)

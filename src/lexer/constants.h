@@ -34,7 +34,7 @@ inline PoolEntry *token_pool_entry(const Token *t) { return reinterpret_cast<Poo
 
 void convert_number(Token *token, const PpToken *pp);
 void convert_char(Token *token, const PpToken *pp);
-void decode_string(Token *token, PpToken *pp);
+void decode_string(Token *token, const PpToken *pp);
 void join_strings(Token *token, PoolEntry *earlier);
 // Reads the escape sequence at the backslash *p (not beyond `end`) and
 // moves *p past it.

@@ -1,0 +1,179 @@
+// The driver: option implications, the include variable's name, opening
+// the outputs, the end of a run, and the interrupt.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <list>
+#include <string>
+
+#include "../support.h"
+#include "driver/diagnostics.h"
+#include "driver/options.h"
+#include "driver/run.h"
+#include "preproc/source.h"
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+class DriverTest : public ::testing::Test {
+protected:
+    TempDir dir;
+    std::list<Args> kept;  // the option variables point into these
+
+    void SetUp() override { zpc_reset(); }
+    void TearDown() override
+    {
+        if (error_stream && error_stream != stderr)
+            std::fclose(error_stream);
+        zpc_reset();
+    }
+    void parse(std::initializer_list<std::string> items)
+    {
+        Args &args = kept.emplace_back(items);
+        options_reset();
+        options_library_reset();
+        parse_options(&args.argc, &args.argv, ZPC_TITLE, "file", option_table);
+        apply_early_implications();
+    }
+    void implied(std::initializer_list<std::string> items)
+    {
+        parse(items);
+        apply_late_implications();
+    }
+    // open_outputs() for "m.c"; returns what it wrote on standard error.
+    std::string open_with(std::initializer_list<std::string> items, bool expect_ok)
+    {
+        parse(items);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(open_outputs("m.c"), expect_ok);
+        return testing::internal::GetCapturedStderr();
+    }
+};
+
+TEST_F(DriverTest, Implications)
+{
+    implied({"zpc", "-xx", "f.c"});
+    EXPECT_EQ(debug_info + line_info, 2);
+    implied({"zpc", "-xd", "-an", "f.c"});
+    EXPECT_EQ(debug_info + line_info + no_share_locals, 3);
+    EXPECT_EQ(debug_data, 0);
+    implied({"zpc", "-xd", "f.c"});
+    EXPECT_EQ(debug_info, 1);
+    implied({"zpc", "-xf", "-xp", "f.c"});
+    EXPECT_EQ(debug_no_path, 0);
+    implied({"zpc", "-xp", "-bc", "f.c"});
+    EXPECT_EQ(debug_no_path + even_align_constants, 2);
+    EXPECT_EQ(debug_info + line_info + no_share_locals, 0);
+    implied({"zpc", "-b", "-bc", "f.c"});
+    EXPECT_EQ(even_align_constants, 0);
+    implied({"zpc", "-sa", "f.c"});
+    EXPECT_EQ(no_enum_optimization + no_const_replacement + no_const_propagation, 3);
+    implied({"zpc", "-nc", "f.c"});
+    EXPECT_EQ(no_const_propagation - no_enum_optimization, 1);
+
+    implied({"zpc", "-ck", "-w3", "f.c"});
+    EXPECT_EQ(check_level, -1);
+    EXPECT_EQ(need_prototypes, 1);
+    for (auto [option, level] : {std::pair{"-w3", 3}, {"-w8", 0}, {"-w9", 1}, {"-w0x17", 7}}) {
+        implied({"zpc", option, "f.c"});
+        EXPECT_EQ(check_level, level) << option;
+        EXPECT_EQ(need_prototypes, 0);
+    }
+
+    implied({"zpc", "-md", "f.c"});
+    EXPECT_EQ(preprocess_only, 1);
+    implied({"zpc", "-asp", "-md", "-e", "f.c"});
+    EXPECT_EQ(analyser_output + debug_info + no_share_locals, 3);
+    EXPECT_EQ(make_dependencies + preprocess_only, 0);
+}
+
+TEST_F(DriverTest, IncludeVariableName)
+{
+    char name[16];
+    for (auto [path, expected] : {std::pair{"zpc", "ZPC"}, {"C:\\bin\\Zpc.EXE", "ZPC"}, {"/opt/zpcx12.v2", "ZPCX12"}}) {
+        options_library_reset();
+        set_program_name(path);
+        include_variable_name(name, sizeof name);
+        EXPECT_STREQ(name, expected) << path;
+    }
+}
+
+TEST_F(DriverTest, OpenOutputs)
+{
+    const std::string out = dir / "out.o", err = dir / "err.txt", nowhere = dir / "no/such.o";
+    EXPECT_EQ(open_with({"zpc", "f.c"}, false), "#error zpc m.c:0 missing output file name\n");
+    EXPECT_EQ(open_with({"zpc", "-ge", "f.c"}, false), "m.c:1:1: missing output file name\n");
+    EXPECT_EQ(open_with({"zpc", "-o", nowhere, "f.c"}, false), "#error zpc m.c:0 can't create " + nowhere + "\n");
+    EXPECT_EQ(open_with({"zpc", "+e" + nowhere, "-o", out, "f.c"}, false),
+              "#error zpc m.c:0 can't create " + nowhere + "\n");
+    EXPECT_FALSE(file_exists(out)) << "nothing is opened after the error file fails";
+
+    EXPECT_EQ(open_with({"zpc", "-e", "f.c"}, true), "");
+    EXPECT_TRUE(output_stream == stdout && error_stream == stderr);
+    EXPECT_EQ(open_with({"zpc", "-o", out, "+e", err, "f.c"}, true), "");
+    EXPECT_TRUE(file_exists(out) && file_exists(err));
+    close_output();
+    std::fclose(error_stream);
+
+    // -md writes the target named by -o to standard output; no file is made.
+    const std::string dep = dir / "dep.o";
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(open_with({"zpc", "-md", "-o", dep, "f.c"}, true), "");
+    std::fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), dep + ":");
+    EXPECT_EQ(make_dependencies, static_cast<std::int32_t>(dep.size()) + 1);
+    EXPECT_FALSE(file_exists(dep));
+}
+
+TEST_F(DriverTest, FinishRunHandlesTheErrorFile)
+{
+    const std::string err = dir / "err.txt";
+    open_with({"zpc", "-e", "+e" + err, "f.c"}, true);
+    ASSERT_TRUE(file_exists(err));
+    EXPECT_EQ(finish_run(0), 0);
+    EXPECT_FALSE(file_exists(err));
+
+    open_with({"zpc", "-e", "+e" + err, "f.c"}, true);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(finish_run(3), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "errors reported in " + err + "\n");
+    EXPECT_TRUE(file_exists(err));
+}
+
+TEST_F(DriverTest, RunOpensSourcesAndHandlesTheInterrupt)
+{
+    static std::string out;
+    out = dir / "out.o";
+    const std::string source = dir / "m.c";
+    for (const char *name : {"m.c", "a.h", "b.h"})
+        write_file(dir / name, "int x;\n");
+    Args args{"zpc", "-o", out, source};
+    RunHooks hooks{[] {
+                       if (!file_exists(out))  // the output exists while the unit runs
+                           _exit(3);
+                       std::raise(SIGINT);
+                       _exit(4);
+                   },
+                   false};
+    EXPECT_EXIT(zpc_run(args.argc, args.argv, &hooks), ::testing::ExitedWithCode(2), "");
+    EXPECT_FALSE(file_exists(out));
+
+    // The input's directory comes after -i and the variable's entries; the
+    // headers are found along the search list, the last given opened first.
+    setenv("ZPC", "envdir", 1);
+    Args again{"zpc", "-ia", "-o", out, "-h", "a.h", "-h", "b.h", source};
+    EXPECT_EQ(zpc_run(again.argc, again.argv), 0);
+    unsetenv("ZPC");
+    EXPECT_TRUE(file_exists(out));
+    EXPECT_EQ(std::string(input_name), dir.path + "\\m.c");
+    EXPECT_EQ((Strings{include_list.slots[127], include_list.slots[126], include_list.slots[125]}),
+              (Strings{"a", "envdir", dir.path}));
+    Strings opened;
+    for (SourceFile *f = file_list; f; f = f->next)
+        opened.emplace_back(f->name);
+    EXPECT_EQ(opened, (Strings{input_name, dir.path + "\\b.h", dir.path + "\\a.h"}));
+}
+
+}  // namespace

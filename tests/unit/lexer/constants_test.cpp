@@ -1,0 +1,336 @@
+// The constant pool, string decoding and joining, escapes and real scaling,
+// called directly; and the line reader's limits on long lines.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "driver/diagnostics.h"
+#include "driver/options.h"
+#include "driver/run.h"
+#include "lexer/constants.h"
+#include "lexer/pptoken.h"
+#include "lexer/token.h"
+#include "preproc/source.h"
+#include "runtime/options.h"
+
+namespace {
+
+std::string read_back(std::FILE *stream)
+{
+    std::fflush(stream);
+    std::rewind(stream);
+    std::string text;
+    for (int c; (c = std::fgetc(stream)) != EOF;)
+        text += static_cast<char>(c);
+    std::fseek(stream, 0, SEEK_END);  // ready for the next message
+    return text;
+}
+
+class ConstantsTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        zpc_reset();
+        error_stream = std::tmpfile();
+    }
+    void TearDown() override
+    {
+        std::fclose(error_stream);
+        error_stream = nullptr;
+        zpc_reset();
+    }
+    // The message texts, one a line, without their position prefix.
+    std::string messages()
+    {
+        std::string all = read_back(error_stream), texts;
+        for (std::size_t start = 0; start < all.size();) {
+            std::size_t end = all.find('\n', start);
+            std::string line = all.substr(start, end - start);
+            texts += line.substr(line.find(":0 ") + 3) + "\n";
+            start = end + 1;
+        }
+        std::fclose(error_stream);
+        error_stream = std::tmpfile();
+        return texts;
+    }
+    static std::string bytes(const PoolEntry *e) { return std::string(reinterpret_cast<const char *>(e->bytes), e->length); }
+    static int entries_holding(const std::string &b)
+    {
+        int n = 0;
+        for (PoolEntry *e = constant_pool; e; e = e->link)
+            n += e->section == constant_section && bytes(e) == b;
+        return n;
+    }
+    static Token string_token(const std::string &b)
+    {
+        Token t{};
+        t.code = TK_STRING;
+        t.value = reinterpret_cast<std::uintptr_t>(pool_intern(b.data(), b.size()));
+        return t;
+    }
+    static double real(const char *spelling)
+    {
+        std::string text = spelling;
+        PpToken pp{};
+        pp.text = text.data();
+        pp.len = static_cast<std::uint16_t>(text.size());
+        pp.kind = TK_PPNUMBER;
+        Token t{};
+        convert_number(&t, &pp);
+        EXPECT_TRUE(t.code == TK_DOUBLE_CONST || t.code == TK_FLOAT_CONST) << spelling;
+        double v;
+        std::memcpy(&v, token_pool_entry(&t)->bytes, sizeof v);
+        return v;
+    }
+};
+
+TEST_F(ConstantsTest, PoolSharesEqualBytesWithinOneSection)
+{
+    PoolEntry *ab = pool_intern("ab", 2);
+    EXPECT_EQ(ab->refs, 0u);
+    EXPECT_EQ(pool_intern("ab", 2), ab);
+    EXPECT_EQ(ab->refs, 1u);
+    EXPECT_NE(pool_intern("a", 1), ab);
+    EXPECT_NE(pool_intern("ab\0", 3), ab) << "a trailing NUL makes other bytes";
+
+    static const int other_section = 0;
+    constant_section = &other_section;
+    PoolEntry *elsewhere = pool_intern("ab", 2);
+    EXPECT_NE(elsewhere, ab);
+    EXPECT_EQ(elsewhere->section, &other_section);
+    EXPECT_EQ(elsewhere->refs, 0u);
+    EXPECT_EQ(constant_pool, elsewhere) << "new entries go to the head of the pool";
+    constant_section = nullptr;
+    EXPECT_EQ(pool_intern("ab", 2), ab);
+    EXPECT_EQ(ab->refs, 2u);
+
+    // Many entries later every one is still found again.
+    std::vector<PoolEntry *> made;
+    for (int i = 0; i < 3000; ++i)
+        made.push_back(pool_intern(std::to_string(i).data(), std::to_string(i).size()));
+    for (int i = 0; i < 3000; i += 7)
+        EXPECT_EQ(pool_intern(std::to_string(i).data(), std::to_string(i).size()), made[static_cast<std::size_t>(i)]);
+    EXPECT_EQ(pool_intern("ab", 2), ab);
+
+    // Each release takes one user away; the last one takes the entry out.
+    for (int i = 0; i < 3; ++i)
+        pool_release(ab);
+    EXPECT_EQ(entries_holding("ab"), 1);
+    pool_release(ab);
+    EXPECT_EQ(entries_holding("ab"), 0);
+    EXPECT_EQ(pool_intern("ab", 2)->refs, 0u) << "interned afresh after its last release";
+    constant_section = &other_section;
+    EXPECT_EQ(pool_intern("ab", 2), elsewhere);
+}
+
+TEST_F(ConstantsTest, JoiningReleasesThePiecesNoOneElseHolds)
+{
+    Token cd = string_token("cd");
+    join_strings(&cd, pool_intern("ab", 2));
+    PoolEntry *abcd = token_pool_entry(&cd);
+    EXPECT_EQ(bytes(abcd), "abcd");
+    EXPECT_EQ(entries_holding("ab") + entries_holding("cd"), 0);
+    EXPECT_EQ(constant_pool, abcd);
+    EXPECT_EQ(abcd->link, nullptr);
+
+    // A piece that another token still uses stays in the pool.
+    PoolEntry *x = pool_intern("x", 1);
+    pool_intern("x", 1);
+    Token y = string_token(std::string("\0y", 2));
+    join_strings(&y, x);
+    EXPECT_EQ(bytes(token_pool_entry(&y)), std::string("x\0y", 3));
+    EXPECT_EQ(entries_holding("x"), 1);
+    EXPECT_EQ(x->refs, 0u);
+    EXPECT_EQ(entries_holding(std::string("\0y", 2)), 0);
+
+    // Joined bytes that are already in the pool share that entry.
+    Token again = string_token("cd");
+    join_strings(&again, pool_intern("ab", 2));
+    EXPECT_EQ(token_pool_entry(&again), abcd);
+    EXPECT_EQ(abcd->refs, 1u);
+}
+
+TEST_F(ConstantsTest, ALiteralDecodedTwiceGivesTheSameBytes)
+{
+    const std::string many_nuls(34, '\0');
+    const std::string count_wraps(256, '\0');
+    auto escaped_nuls = [](std::size_t n) {
+        std::string s = "\"";
+        for (std::size_t i = 0; i < n; ++i)
+            s += "\\0";
+        return s + "\"";
+    };
+    struct Case {
+        std::string spelling, decoded;
+    } cases[] = {
+        {"\"plain\"", "plain"},
+        {"\"\"", ""},
+        {"\"\\0\"", std::string(1, '\0')},
+        {"\"a\\0b\\x0g\\1\"", std::string("a\0b\0g\1", 6)},
+        {"L\"x\\n\\\\\"", "x\n\\"},
+        {"\"ab", "ab"},  // unclosed, runs to the end of its line
+        // The decoded text starts with a NUL count; these counts must not
+        // pass for a spelling still to be decoded.
+        {escaped_nuls(34), many_nuls},
+        {escaped_nuls(256), count_wraps},
+    };
+    for (Case &c : cases) {
+        SCOPED_TRACE(c.spelling.size() > 20 ? c.spelling.substr(0, 20) + "..." : c.spelling);
+        std::string text = c.spelling;
+        PpToken pp{};
+        pp.text = text.data();
+        pp.len = static_cast<std::uint16_t>(text.size());
+        pp.kind = TK_STRING;
+        Token first{}, second{};
+        decode_string(&first, &pp);
+        EXPECT_EQ(first.code, TK_STRING);
+        PoolEntry *entry = token_pool_entry(&first);
+        // Compared whole, without printing long runs of NULs.
+        EXPECT_TRUE(bytes(entry) == c.decoded) << "first decoding: " << entry->length << " bytes";
+        std::uint16_t refs = entry->refs;
+        decode_string(&second, &pp);
+        EXPECT_TRUE(bytes(token_pool_entry(&second)) == c.decoded)
+            << "second decoding: " << token_pool_entry(&second)->length << " bytes";
+        EXPECT_EQ(token_pool_entry(&second), entry);
+        EXPECT_EQ(entry->refs, refs + 1u);
+    }
+    EXPECT_EQ(error_count, 0);
+}
+
+TEST_F(ConstantsTest, EscapesMovePastWhatTheyRead)
+{
+    struct Case {
+        const char *text;
+        std::uint32_t value;
+        std::size_t used;
+        const char *message;
+    } cases[] = {
+        {"\\x41g", 0x41, 4, ""},
+        {"\\1234", 0123, 4, ""},
+        {"\\08", 0, 2, ""},
+        {"\\q", 0x5C, 1, ""},  // the backslash alone
+        {"\\n", 0x0A, 2, ""},
+        {"\\xg", 0, 2, "invalid hexadecimal character\n"},
+        {"\\xFFFFFFF", 0x0FFFFFFF, 9, ""},
+        {"\\x10000000", 0x10000000, 10, "hexadecimal constant too large\n"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.text);
+        const char *p = c.text;
+        EXPECT_EQ(decode_escape(&p, c.text + std::strlen(c.text)), c.value);
+        EXPECT_EQ(static_cast<std::size_t>(p - c.text), c.used);
+        EXPECT_EQ(messages(), c.message);
+    }
+    // Nothing past the end is read.
+    const char *text = "\\x41";
+    const char *p = text;
+    EXPECT_EQ(decode_escape(&p, text + 3), 4u);
+    EXPECT_EQ(p, text + 3);
+}
+
+TEST_F(ConstantsTest, RealsAreScaledStepByStepThroughThePowerTable)
+{
+    // Exact whenever every step is exact.
+    EXPECT_EQ(real("1e10"), 1e10);
+    EXPECT_EQ(real("1e22"), 1e22);
+    EXPECT_EQ(real("12.5e-1"), 1.25);
+    EXPECT_EQ(real("2.2250738585072014e-308"), 0x1p-1022);
+    // 1e-300 is divided by 1e4, 1e8, 1e32 and then 1e256, rounding at each
+    // step, which ends one unit in the last place below the nearest double.
+    EXPECT_EQ(real("1e-300"), 0x1.56e1fc2f8f358p-997);
+    // The largest double overflows on the last multiplication by 1e256.
+    EXPECT_EQ(real("1.7976931348623157e308"), HUGE_VAL);
+    EXPECT_EQ(real("1e310"), HUGE_VAL);
+    EXPECT_EQ(messages(), "");
+    EXPECT_EQ(real("1e311"), HUGE_VAL);
+    EXPECT_EQ(real("4.9e-324"), 0x1p-1074);
+    EXPECT_EQ(messages(), "exponent overflow in real\nexponent overflow in real\n");
+
+    c99_mode = 1;
+    EXPECT_EQ(real("0x1.8p-600"), 0x1.8p-600);
+    EXPECT_EQ(real("0x1p+713"), 0x1p713);
+    EXPECT_EQ(real("0x1.Fp-3"), 0x1.fp-3);
+    EXPECT_EQ(messages(), "");
+    // Past 713 the exponent is reported, and the value is still scaled.
+    EXPECT_EQ(real("0x1p714"), 0x1p714);
+    EXPECT_EQ(real("0x1p-1074"), 0x1p-1074);
+    EXPECT_EQ(real("0x1p1023"), 0x1p1023);
+    EXPECT_EQ(messages(), "exponent overflow in real\nexponent overflow in real\nexponent overflow in real\n");
+}
+
+// The line reader, on files written for the purpose.
+class LineReaderTest : public ::testing::Test {
+protected:
+    std::string path;
+    void SetUp() override
+    {
+        zpc_reset();
+        set_program_name("zpc");
+        error_stream = std::tmpfile();
+        char name[] = "/tmp/zpc-lines-XXXXXX";
+        int fd = mkstemp(name);
+        ASSERT_GE(fd, 0);
+        close(fd);
+        path = name;
+    }
+    void TearDown() override
+    {
+        std::fclose(error_stream);
+        error_stream = nullptr;
+        zpc_reset();
+        std::remove(path.c_str());
+    }
+    void open_text(const std::string &text)
+    {
+        std::FILE *f = std::fopen(path.c_str(), "wb");
+        std::fwrite(text.data(), 1, text.size(), f);
+        std::fclose(f);
+        ASSERT_TRUE(open_source(path.c_str(), false));
+    }
+    std::string next_line()
+    {
+        const char *line = read_logical_line(false);
+        return line ? line : "(end)";
+    }
+};
+
+TEST_F(LineReaderTest, OverLongLinesAreReportedAndReadOn)
+{
+    const std::string fits(20477, 'a'), over(20478, 'b'), joined(10000, 'c');
+    open_text(fits + "\n" + over + "\nx\n" + joined + "\\\n" + joined + "\n" + std::string(16383, 'd') + "\n");
+    const std::string prefix = "#error zpc " + path + ":";
+    EXPECT_EQ(next_line(), fits + "\n");
+    EXPECT_EQ(read_back(error_stream), prefix + "1 logical line too long\n");
+    EXPECT_EQ(next_line(), over + "\n");
+    EXPECT_EQ(read_back(error_stream), prefix + "1 logical line too long\n" + prefix + "2 line too long\n");
+    EXPECT_EQ(next_line(), "\n") << "the rest of the line is read as the next line";
+    EXPECT_EQ(current_line(), 3);
+    EXPECT_EQ(next_line(), "x\n");
+    EXPECT_EQ(current_line(), 4);
+    EXPECT_EQ(next_line(), joined + joined + "\n") << "a logical line too long stays whole";
+    EXPECT_EQ(next_line(), std::string(16383, 'd') + "\n");
+    EXPECT_EQ(next_line(), "(end)");
+    EXPECT_EQ(read_back(error_stream), prefix + "1 logical line too long\n" + prefix + "2 line too long\n" + prefix +
+                                           "6 logical line too long\n");
+}
+
+TEST_F(LineReaderTest, CarriageReturnNewlineEndsALine)
+{
+    open_text("int\r\nx\\\r\ny ?\?/\r\nz\r\nw\r");
+    EXPECT_EQ(next_line(), "int\n");
+    EXPECT_EQ(next_line(), "xy z\n") << "both splices join";
+    const LineStarts &starts = line_start_table();
+    ASSERT_EQ(starts.count, 3);
+    EXPECT_EQ(starts.offset[1], 1u);
+    EXPECT_EQ(starts.offset[2], 3u);
+    EXPECT_EQ(next_line(), "w\r\n") << "a lone carriage return is no line end";
+    EXPECT_EQ(current_line(), 5);
+    EXPECT_EQ(next_line(), "(end)");
+}
+
+}  // namespace
