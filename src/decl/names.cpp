@@ -4,26 +4,24 @@
 
 #include "runtime/alloc.h"
 
-namespace {
-
-// A character trie: the siblings of one level are sorted by the character
-// taken as a signed byte; a word ends in a node with character 0 whose
-// child slot holds the Name.
 struct TrieNode {
     TrieNode *sibling;
-    void *child;  // TrieNode, or the Name in a terminal node
+    void *child;  // the next level, or the word's pointer in a terminal node
     signed char c;
 };
 
-TrieNode *root = nullptr;
+namespace {
 
-// Nodes come from blocks, never freed one by one.
+Trie names;
+
+// Nodes of every trie come from blocks, never freed one by one.
 struct NodeBlock {
     NodeBlock *next;
     TrieNode nodes[1022];
 };
+constexpr std::size_t NODES_PER_BLOCK = sizeof(NodeBlock::nodes) / sizeof(TrieNode);
 NodeBlock *blocks = nullptr;
-std::size_t used_in_block = sizeof(NodeBlock::nodes) / sizeof(TrieNode);
+std::size_t used_in_block = NODES_PER_BLOCK;
 
 // Names live in larger blocks for the same reason.
 struct NameBlock {
@@ -35,7 +33,7 @@ NameBlock *name_blocks = nullptr;
 
 TrieNode *new_node(signed char c, TrieNode *sibling)
 {
-    if (used_in_block == sizeof(NodeBlock::nodes) / sizeof(TrieNode)) {
+    if (used_in_block == NODES_PER_BLOCK) {
         blocks = static_cast<NodeBlock *>(allocate(sizeof(NodeBlock), blocks));
         used_in_block = 0;
     }
@@ -74,30 +72,58 @@ TrieNode *find_or_insert(TrieNode **level, signed char c)
     return *p;
 }
 
+signed char trie_char(char c)
+{
+    // A NUL inside a word would look like its end; words never hold one.
+    return static_cast<signed char>(c ? c : 1);
+}
+
 }  // namespace
+
+void **trie_insert(Trie *trie, const char *chars, std::size_t length)
+{
+    TrieNode **level = &trie->root;
+    for (std::size_t i = 0; i < length; ++i) {
+        TrieNode *node = find_or_insert(level, trie_char(chars[i]));
+        level = reinterpret_cast<TrieNode **>(&node->child);
+    }
+    return &find_or_insert(level, 0)->child;
+}
+
+void **trie_find(const Trie *trie, const char *chars, std::size_t length)
+{
+    TrieNode *node = trie->root;
+    for (std::size_t i = 0;; ++i) {
+        signed char c = i < length ? trie_char(chars[i]) : 0;
+        while (node && node->c < c)
+            node = node->sibling;
+        if (!node || node->c != c)
+            return nullptr;
+        if (i == length)
+            return &node->child;
+        node = static_cast<TrieNode *>(node->child);
+    }
+}
+
+void trie_reset(Trie *trie) { trie->root = nullptr; }
 
 Name *intern_name(const char *chars, std::size_t length)
 {
     if (length > 255)
         length = 255;
-    TrieNode **level = &root;
-    for (std::size_t i = 0; i < length; ++i) {
-        // A NUL inside a name would end it early in the trie; names never hold one.
-        TrieNode *node = find_or_insert(level, static_cast<signed char>(chars[i] ? chars[i] : 1));
-        level = reinterpret_cast<TrieNode **>(&node->child);
-    }
-    TrieNode *end = find_or_insert(level, 0);
-    if (!end->child)
-        end->child = new_name(chars, length);
-    return static_cast<Name *>(end->child);
+    void **slot = trie_insert(&names, chars, length);
+    if (!*slot)
+        *slot = new_name(chars, length);
+    return static_cast<Name *>(*slot);
 }
 
+// The nodes of every trie go at once: only the end of a run ends them.
 void names_reset()
 {
     while (blocks)
         blocks = static_cast<NodeBlock *>(release(blocks, blocks->next));
     while (name_blocks)
         name_blocks = static_cast<NameBlock *>(release(name_blocks, name_blocks->next));
-    root = nullptr;
-    used_in_block = sizeof(NodeBlock::nodes) / sizeof(TrieNode);
+    trie_reset(&names);
+    used_in_block = NODES_PER_BLOCK;
 }

@@ -11,6 +11,20 @@ struct Name {
 
 inline std::uint8_t &name_declared(Name *name) { return reinterpret_cast<std::uint8_t &>(name->chars[name->length]); }
 
+// A character trie mapping words to pointers. The siblings of one level are
+// sorted by the character taken as a signed byte; a word ends in a node
+// with character 0 whose child slot holds the word's pointer. The name
+// table is one; the macro table another.
+struct TrieNode;
+struct Trie {
+    TrieNode *root = nullptr;
+};
+// The slot of the word, made when missing.
+void **trie_insert(Trie *trie, const char *chars, std::size_t length);
+// The slot of the word, or null when the word was never inserted.
+void **trie_find(const Trie *trie, const char *chars, std::size_t length);
+void trie_reset(Trie *trie);
+
 // The interned name for chars[0..length); length is cut to 255.
 Name *intern_name(const char *chars, std::size_t length);
 

@@ -12,6 +12,7 @@
 #include "lexer/pptoken.h"
 #include "lexer/token.h"
 #include "lexer/tokenizer.h"
+#include "preproc/macros.h"
 #include "preproc/source.h"
 #include "runtime/alloc.h"
 #include "runtime/options.h"
@@ -106,8 +107,14 @@ int zpc_run(int argc, char **argv, const RunHooks *hooks)
     add_input_directory();
     include_search_list = build_search_list(&include_list, &include_search_capacity);
 
-    // Not yet built: the -d macros are defined here, from the last given
-    // to the first, once the macro table exists.
+    // The -d macros, from the last given to the first, while the current
+    // line reads -1.
+    line_override_active = true;
+    line_override = -1;
+    for (std::int32_t i = define_list.free_slots; i < define_list.capacity; ++i)
+        define_from_option(define_list.slots[i]);
+    line_override_active = false;
+    line_override = 0;
 
     if (!open_sources())
         return finish_run(1);
@@ -136,6 +143,8 @@ void zpc_reset()
     options_library_reset();
     run_texts_reset();
     tokenizer_reset();
+    expansion_reset();
+    macros_reset();
     pp_tokens_reset();
     constants_reset();
     names_reset();

@@ -1,0 +1,69 @@
+// The macro table: #define, #undef, -d, the built-in names, and macro
+// expansion of token lists.
+#pragma once
+#include <cstdint>
+
+#include "lexer/pptoken.h"
+
+struct Macro {
+    Macro *link;         // the list of defined macros, newest first
+    Macro *marked_link;  // the macros marked during the current expansion
+    PpToken *body;       // ends with the definition's end-of-line token
+    char *text;          // the body's white space and spellings
+    std::int32_t nparams;  // 0 object-like, -1 "()", else the parameter count
+    std::uint8_t state;    // bit 0: being rescanned; bit 1: expanded earlier
+    std::uint8_t used;     // set at each expansion; cleared by debug output
+    std::uint8_t variadic;
+    std::uint8_t marked;   // on the marked list
+    std::uint8_t name_len;
+    char name[1];
+};
+
+enum BuiltinCode {
+    BUILTIN_NONE,
+    BUILTIN_DEFINED,
+    BUILTIN_DATE,
+    BUILTIN_TIME,
+    BUILTIN_FILE,
+    BUILTIN_LINE,
+    BUILTIN_STDC,
+    BUILTIN_ZPKW,
+    BUILTIN_TRGT,
+    BUILTIN_CC99,
+    BUILTIN_PRAGMA,
+    BUILTIN_STDC_HOSTED,
+    BUILTIN_STDC_VERSION,
+};
+
+extern Macro *macro_list;
+
+Macro *lookup_macro(const PpToken *name);
+int builtin_code(const PpToken *name);
+// Parses the rest of a #define line after the name and stores the macro.
+Macro *define_macro(PpToken *name_token);
+void delete_macro(const PpToken *name);
+bool same_definition(const Macro *a, const Macro *b);
+
+// The directive handlers, given the tokens after the directive's name.
+void define_directive(PpToken *list);
+void undef_directive(PpToken *list);
+// One -d value: NAME, NAME=, NAME=VALUE.
+void define_from_option(const char *text);
+
+// The option mask that __ZPKW__ stands for.
+std::int32_t option_mask();
+
+// Set by the directive stage while a directive's handler runs: a call
+// that runs on past the line's end does not read further lines then.
+extern bool in_directive;
+
+// Expands the tokens after `link`; 1 when anything was replaced. Mode 0:
+// a whole line; 1: the first rescan of an expansion, or an argument;
+// 3: further rescans.
+int expand_list(PpToken *link, int mode);
+// Replaces the built-in name after `link`; returns the token after which
+// scanning goes on.
+PpToken *expand_builtin(PpToken *link, int code, int mode);
+
+void macros_reset();
+void expansion_reset();
