@@ -335,23 +335,32 @@ void convert_number(Token *token, const PpToken *pp)
     }
 }
 
-void convert_char(Token *token, const PpToken *pp)
+void decode_literal(const PpToken *pp, TextBuffer &out)
 {
+    out.length = 0;
     const char *p = pp->text;
     const char *end = p + pp->len;
     if (p < end && *p == 'L')
         ++p;
-    if (p < end)
-        ++p;  // the opening apostrophe
-    std::uint32_t value = 0;
-    while (p < end && *p != '\'') {
-        std::uint32_t c;
+    if (p >= end)
+        return;
+    char quote = *p++;
+    // Inside a scanned literal an unescaped quote can only be the last one.
+    while (p < end && *p != quote) {
         if (*p == '\\')
-            c = decode_escape(&p, end);
+            out.append(static_cast<char>(decode_escape(&p, end)));
         else
-            c = static_cast<unsigned char>(*p++);
-        value = (value << 8) + (c & 0xFF);
+            out.append(*p++);
     }
+}
+
+void convert_char(Token *token, const PpToken *pp)
+{
+    static TextBuffer bytes;
+    decode_literal(pp, bytes);
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < bytes.length; ++i)
+        value = (value << 8) + static_cast<unsigned char>(bytes.data[i]);
     if (value < 256 && (value & 0x80) && !plain_char_unsigned)
         value |= 0xFFFFFF00u;
     token->code = TK_INT_CONST;
@@ -364,20 +373,7 @@ void decode_string(Token *token, const PpToken *pp)
     // that a literal in a macro body reads the same at every use and in a
     // redefinition.
     static TextBuffer bytes;
-    bytes.length = 0;
-    const char *p = pp->text;
-    const char *end = p + pp->len;
-    if (p < end && *p == 'L')
-        ++p;
-    if (p < end)
-        ++p;  // the opening quote
-    // Inside a scanned literal an unescaped quote can only be the last one.
-    while (p < end && *p != '"') {
-        if (*p == '\\')
-            bytes.append(static_cast<char>(decode_escape(&p, end)));
-        else
-            bytes.append(*p++);
-    }
+    decode_literal(pp, bytes);
     token->code = TK_STRING;
     token->value = reinterpret_cast<std::uintptr_t>(pool_intern(bytes.data ? bytes.data : "", bytes.length));
 }

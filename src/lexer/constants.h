@@ -35,6 +35,10 @@ inline PoolEntry *token_pool_entry(const Token *t) { return reinterpret_cast<Poo
 void convert_number(Token *token, const PpToken *pp);
 void convert_char(Token *token, const PpToken *pp);
 void decode_string(Token *token, const PpToken *pp);
+// The bytes between the quotes of a string literal or character constant,
+// escapes decoded, into `out` (emptied first).
+struct TextBuffer;
+void decode_literal(const PpToken *pp, TextBuffer &out);
 void join_strings(Token *token, PoolEntry *earlier);
 // Reads the escape sequence at the backslash *p (not beyond `end`) and
 // moves *p past it.

@@ -677,14 +677,7 @@ PpToken *expand_pragma(PpToken *link)
         return t;
     }
     TextBuffer text;
-    const char *p = literal->text + (literal->text[0] == 'L' ? 2 : 1);
-    const char *end = literal->text + literal->len;
-    while (p < end && *p != '"') {
-        if (*p == '\\')
-            text.append(static_cast<char>(decode_escape(&p, end)));
-        else
-            text.append(*p++);
-    }
+    decode_literal(literal, text);
     text.append('\n');
     char *line = scratch_text(text.data, text.length);
     bool comment = comment_open;

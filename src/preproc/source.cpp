@@ -33,14 +33,7 @@ LineStarts line_starts;
 // Scratch texts: blocks chained through their first word.
 void *scratch_blocks = nullptr;
 
-void free_scratch()
-{
-    while (scratch_blocks) {
-        void *next;
-        std::memcpy(&next, scratch_blocks, sizeof next);
-        scratch_blocks = release(scratch_blocks, next);
-    }
-}
+void free_scratch() { free_text_chain(&scratch_blocks); }
 
 // Joined names longer than this are not tried.
 constexpr std::size_t JOINED_PATH_MAX = 510;
@@ -203,15 +196,7 @@ bool open_source(const char *name, bool search)
     return true;
 }
 
-char *scratch_text(const char *text, std::size_t length)
-{
-    void *block = allocate(sizeof(void *) + length + 1, scratch_blocks);
-    scratch_blocks = block;
-    char *copy = static_cast<char *>(block) + sizeof(void *);
-    std::memcpy(copy, text, length);
-    copy[length] = 0;
-    return copy;
-}
+char *scratch_text(const char *text, std::size_t length) { return chain_text(&scratch_blocks, text, length); }
 
 const LineStarts &line_start_table() { return line_starts; }
 

@@ -36,28 +36,31 @@ void *reallocate(void *block, std::size_t size)
     return grown;
 }
 
-namespace {
-// Each kept text sits in a block whose first word links to the previous one.
-void *kept_texts = nullptr;
-}
-
-char *keep_text(const char *text, std::size_t length)
+char *chain_text(void **chain, const char *text, std::size_t length)
 {
-    void *block = allocate(sizeof(void *) + length + 1, kept_texts);
-    kept_texts = block;
+    void *block = allocate(sizeof(void *) + length + 1, *chain);
+    *chain = block;
     char *copy = static_cast<char *>(block) + sizeof(void *);
     std::memcpy(copy, text, length);
     copy[length] = 0;
     return copy;
 }
 
-char *keep_text(const char *text) { return keep_text(text, std::strlen(text)); }
-
-void run_texts_reset()
+void free_text_chain(void **chain)
 {
-    while (kept_texts) {
+    while (*chain) {
         void *next;
-        std::memcpy(&next, kept_texts, sizeof next);
-        kept_texts = release(kept_texts, next);
+        std::memcpy(&next, *chain, sizeof next);
+        *chain = release(*chain, next);
     }
 }
+
+namespace {
+void *kept_texts = nullptr;
+}
+
+char *keep_text(const char *text, std::size_t length) { return chain_text(&kept_texts, text, length); }
+
+char *keep_text(const char *text) { return keep_text(text, std::strlen(text)); }
+
+void run_texts_reset() { free_text_chain(&kept_texts); }

@@ -14,6 +14,11 @@ void *release(void *block, void *value = nullptr);
 // Grows or shrinks a block from allocate(); fatal when memory runs out.
 void *reallocate(void *block, std::size_t size);
 
+// A copy of text[0..length) with a NUL, in a block chained on *chain; the
+// whole chain is freed at once by free_text_chain().
+char *chain_text(void **chain, const char *text, std::size_t length);
+void free_text_chain(void **chain);
+
 // Texts that live until the run ends (copied operands, path entries, names
 // made up from directories). Freed together by run_texts_reset().
 char *keep_text(const char *text, std::size_t length);

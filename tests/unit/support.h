@@ -1,6 +1,9 @@
 // Helpers shared by the unit tests: a writable argument vector, a scratch
-// directory under /tmp, and whole-file reads and writes.
+// directory under /tmp, whole-file reads and writes, and a fixture that
+// gives each test a fresh compiler.
 #pragma once
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <initializer_list>
@@ -8,6 +11,12 @@
 #include <vector>
 
 #include <unistd.h>
+
+#include "driver/diagnostics.h"
+#include "driver/options.h"
+#include "driver/run.h"
+#include "preproc/source.h"
+#include "runtime/options.h"
 
 // argv built from owned strings; the option variables point into them.
 struct Args {
@@ -47,8 +56,8 @@ struct TempDir {
 
 inline void write_file(const std::string &name, const std::string &text)
 {
-    std::FILE *f = std::fopen(name.c_str(), "w");
-    std::fputs(text.c_str(), f);
+    std::FILE *f = std::fopen(name.c_str(), "wb");
+    std::fwrite(text.data(), 1, text.size(), f);
     std::fclose(f);
 }
 
@@ -63,3 +72,39 @@ inline std::string read_stream(std::FILE *stream)
 }
 
 inline bool file_exists(const std::string &name) { return std::filesystem::exists(name); }
+
+// Every subsystem reset before and after the test, messages caught in a
+// temporary stream, and a source file of the test's own.
+class CompilerTest : public ::testing::Test {
+protected:
+    TempDir dir;
+    std::string path = dir / "unit.c";
+
+    void SetUp() override
+    {
+        zpc_reset();
+        options_reset();
+        set_program_name("zpc");
+        error_stream = std::tmpfile();
+    }
+    void TearDown() override
+    {
+        std::fclose(error_stream);
+        error_stream = nullptr;
+        zpc_reset();
+    }
+    void open_text(const std::string &text)
+    {
+        write_file(path, text);
+        ASSERT_TRUE(open_source(path.c_str(), false));
+    }
+    // What was reported so far; messages() also starts a fresh stream.
+    std::string messages_so_far() { return read_stream(error_stream); }
+    std::string messages()
+    {
+        std::string text = read_stream(error_stream);
+        std::fclose(error_stream);
+        error_stream = std::tmpfile();
+        return text;
+    }
+};

@@ -17,45 +17,22 @@
 #include "lexer/token.h"
 #include "preproc/source.h"
 #include "runtime/options.h"
+#include "../support.h"
 
 namespace {
 
-std::string read_back(std::FILE *stream)
-{
-    std::fflush(stream);
-    std::rewind(stream);
-    std::string text;
-    for (int c; (c = std::fgetc(stream)) != EOF;)
-        text += static_cast<char>(c);
-    std::fseek(stream, 0, SEEK_END);  // ready for the next message
-    return text;
-}
-
-class ConstantsTest : public ::testing::Test {
+class ConstantsTest : public CompilerTest {
 protected:
-    void SetUp() override
-    {
-        zpc_reset();
-        error_stream = std::tmpfile();
-    }
-    void TearDown() override
-    {
-        std::fclose(error_stream);
-        error_stream = nullptr;
-        zpc_reset();
-    }
     // The message texts, one a line, without their position prefix.
-    std::string messages()
+    std::string texts()
     {
-        std::string all = read_back(error_stream), texts;
+        std::string all = messages(), texts;
         for (std::size_t start = 0; start < all.size();) {
             std::size_t end = all.find('\n', start);
             std::string line = all.substr(start, end - start);
             texts += line.substr(line.find(":0 ") + 3) + "\n";
             start = end + 1;
         }
-        std::fclose(error_stream);
-        error_stream = std::tmpfile();
         return texts;
     }
     static std::string bytes(const PoolEntry *e) { return std::string(reinterpret_cast<const char *>(e->bytes), e->length); }
@@ -224,7 +201,7 @@ TEST_F(ConstantsTest, EscapesMovePastWhatTheyRead)
         const char *p = c.text;
         EXPECT_EQ(decode_escape(&p, c.text + std::strlen(c.text)), c.value);
         EXPECT_EQ(static_cast<std::size_t>(p - c.text), c.used);
-        EXPECT_EQ(messages(), c.message);
+        EXPECT_EQ(texts(), c.message);
     }
     // Nothing past the end is read.
     const char *text = "\\x41";
@@ -246,52 +223,26 @@ TEST_F(ConstantsTest, RealsAreScaledStepByStepThroughThePowerTable)
     // The largest double overflows on the last multiplication by 1e256.
     EXPECT_EQ(real("1.7976931348623157e308"), HUGE_VAL);
     EXPECT_EQ(real("1e310"), HUGE_VAL);
-    EXPECT_EQ(messages(), "");
+    EXPECT_EQ(texts(), "");
     EXPECT_EQ(real("1e311"), HUGE_VAL);
     EXPECT_EQ(real("4.9e-324"), 0x1p-1074);
-    EXPECT_EQ(messages(), "exponent overflow in real\nexponent overflow in real\n");
+    EXPECT_EQ(texts(), "exponent overflow in real\nexponent overflow in real\n");
 
     c99_mode = 1;
     EXPECT_EQ(real("0x1.8p-600"), 0x1.8p-600);
     EXPECT_EQ(real("0x1p+713"), 0x1p713);
     EXPECT_EQ(real("0x1.Fp-3"), 0x1.fp-3);
-    EXPECT_EQ(messages(), "");
+    EXPECT_EQ(texts(), "");
     // Past 713 the exponent is reported, and the value is still scaled.
     EXPECT_EQ(real("0x1p714"), 0x1p714);
     EXPECT_EQ(real("0x1p-1074"), 0x1p-1074);
     EXPECT_EQ(real("0x1p1023"), 0x1p1023);
-    EXPECT_EQ(messages(), "exponent overflow in real\nexponent overflow in real\nexponent overflow in real\n");
+    EXPECT_EQ(texts(), "exponent overflow in real\nexponent overflow in real\nexponent overflow in real\n");
 }
 
 // The line reader, on files written for the purpose.
-class LineReaderTest : public ::testing::Test {
+class LineReaderTest : public CompilerTest {
 protected:
-    std::string path;
-    void SetUp() override
-    {
-        zpc_reset();
-        set_program_name("zpc");
-        error_stream = std::tmpfile();
-        char name[] = "/tmp/zpc-lines-XXXXXX";
-        int fd = mkstemp(name);
-        ASSERT_GE(fd, 0);
-        close(fd);
-        path = name;
-    }
-    void TearDown() override
-    {
-        std::fclose(error_stream);
-        error_stream = nullptr;
-        zpc_reset();
-        std::remove(path.c_str());
-    }
-    void open_text(const std::string &text)
-    {
-        std::FILE *f = std::fopen(path.c_str(), "wb");
-        std::fwrite(text.data(), 1, text.size(), f);
-        std::fclose(f);
-        ASSERT_TRUE(open_source(path.c_str(), false));
-    }
     std::string next_line()
     {
         const char *line = read_logical_line(false);
@@ -305,9 +256,9 @@ TEST_F(LineReaderTest, OverLongLinesAreReportedAndReadOn)
     open_text(fits + "\n" + over + "\nx\n" + joined + "\\\n" + joined + "\n" + std::string(16383, 'd') + "\n");
     const std::string prefix = "#error zpc " + path + ":";
     EXPECT_EQ(next_line(), fits + "\n");
-    EXPECT_EQ(read_back(error_stream), prefix + "1 logical line too long\n");
+    EXPECT_EQ(messages_so_far(), prefix + "1 logical line too long\n");
     EXPECT_EQ(next_line(), over + "\n");
-    EXPECT_EQ(read_back(error_stream), prefix + "1 logical line too long\n" + prefix + "2 line too long\n");
+    EXPECT_EQ(messages_so_far(), prefix + "1 logical line too long\n" + prefix + "2 line too long\n");
     EXPECT_EQ(next_line(), "\n") << "the rest of the line is read as the next line";
     EXPECT_EQ(current_line(), 3);
     EXPECT_EQ(next_line(), "x\n");
@@ -315,7 +266,7 @@ TEST_F(LineReaderTest, OverLongLinesAreReportedAndReadOn)
     EXPECT_EQ(next_line(), joined + joined + "\n") << "a logical line too long stays whole";
     EXPECT_EQ(next_line(), std::string(16383, 'd') + "\n");
     EXPECT_EQ(next_line(), "(end)");
-    EXPECT_EQ(read_back(error_stream), prefix + "1 logical line too long\n" + prefix + "2 line too long\n" + prefix +
+    EXPECT_EQ(messages_so_far(), prefix + "1 logical line too long\n" + prefix + "2 line too long\n" + prefix +
                                            "6 logical line too long\n");
 }
 

@@ -13,6 +13,7 @@
 #include "lexer/constants.h"
 #include "lexer/tokenizer.h"
 #include "preproc/source.h"
+#include "../support.h"
 
 namespace {
 
@@ -21,45 +22,8 @@ struct Seen {
     bool operator==(const Seen &) const = default;
 };
 
-class TokenizerTest : public ::testing::Test {
+class TokenizerTest : public CompilerTest {
 protected:
-    std::string path;
-
-    void SetUp() override
-    {
-        zpc_reset();
-        options_reset();
-        set_program_name("zpc");
-        error_stream = std::tmpfile();
-        char name[] = "/tmp/zpc-tok-XXXXXX";
-        int fd = mkstemp(name);
-        ASSERT_GE(fd, 0);
-        close(fd);
-        path = name;
-    }
-    void TearDown() override
-    {
-        std::fclose(error_stream);
-        error_stream = nullptr;
-        zpc_reset();
-        std::remove(path.c_str());
-    }
-    void open_text(const char *text)
-    {
-        std::FILE *f = std::fopen(path.c_str(), "w");
-        std::fputs(text, f);
-        std::fclose(f);
-        ASSERT_TRUE(open_source(path.c_str(), false));
-    }
-    std::string messages()
-    {
-        std::fflush(error_stream);
-        std::rewind(error_stream);
-        std::string text;
-        for (int c; (c = std::fgetc(error_stream)) != EOF;)
-            text += static_cast<char>(c);
-        return text;
-    }
     static Seen seen(const Token *t) { return {t->code, t->line, t->column}; }
 };
 

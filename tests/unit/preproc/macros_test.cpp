@@ -13,28 +13,12 @@
 #include "preproc/directives.h"
 #include "preproc/macros.h"
 #include "preproc/source.h"
+#include "../support.h"
 
 namespace {
 
-class MacroTest : public ::testing::Test {
+class MacroTest : public CompilerTest {
 protected:
-    std::string path;
-
-    void SetUp() override
-    {
-        zpc_reset();
-        options_reset();
-        set_program_name("zpc");
-        error_stream = std::tmpfile();
-    }
-    void TearDown() override
-    {
-        std::fclose(error_stream);
-        error_stream = nullptr;
-        zpc_reset();
-        if (!path.empty())
-            std::remove(path.c_str());
-    }
     // Lines stay alive for the tokens and macros that point into them.
     std::deque<std::string> lines;
     char *keep(const std::string &text)
@@ -72,29 +56,6 @@ protected:
         while (!out.empty() && (out.back() == '\n' || out.back() == ' '))
             out.pop_back();
         return out;
-    }
-    std::string messages()
-    {
-        std::fflush(error_stream);
-        std::rewind(error_stream);
-        std::string text;
-        for (int c; (c = std::fgetc(error_stream)) != EOF;)
-            text += static_cast<char>(c);
-        std::fclose(error_stream);
-        error_stream = std::tmpfile();
-        return text;
-    }
-    // A source file whose lines the expansion may pull in.
-    void open_text(const char *text)
-    {
-        char name[] = "/tmp/zpc-macro-XXXXXX";
-        int fd = mkstemp(name);
-        close(fd);
-        path = name;
-        std::FILE *f = std::fopen(name, "w");
-        std::fputs(text, f);
-        std::fclose(f);
-        ASSERT_TRUE(open_source(name, false));
     }
 };
 
