@@ -238,6 +238,10 @@ void record(const Token *t)
 
 }  // namespace
 
+// Before the first token the current token is an empty ring entry (code 0):
+// messages then have a line but no column.
+Token *current_token = &state.ring[0];
+
 const char *token_spelling(std::uint16_t code)
 {
     static const char *const punctuators[105] = {
@@ -336,10 +340,16 @@ std::uint16_t redirect_tokens(PpToken *list)
     if (list) {
         saved = state;
         saved.resync = resync_code;
+        saved.current = current_token;
         state = TokenizerState{};
-        state.ring_pos = 0;
         state.cursor = list;
-        state.current = saved.current;
+        // Until the list's first token, messages stand at the token before,
+        // whose entry is kept in the saved ring meanwhile.
+        auto at = reinterpret_cast<std::uintptr_t>(current_token);
+        auto base = reinterpret_cast<std::uintptr_t>(state.ring);
+        if (at >= base && at < base + sizeof state.ring)
+            current_token = &saved.ring[(at - base) / sizeof(Token)];
+        state.current = current_token;
         redirected = true;
         resync_code = 0;
         return 0;
@@ -351,7 +361,7 @@ std::uint16_t redirect_tokens(PpToken *list)
         next = state.cursor ? state.cursor->kind : static_cast<std::uint16_t>(TK_END);
     state = saved;
     resync_code = state.resync;
-    current_token = state.current;
+    current_token = saved.current;
     redirected = false;
     return next;
 }
@@ -403,5 +413,5 @@ void tokenizer_reset()
     saved = TokenizerState{};
     redirected = false;
     resync_code = 0;
-    current_token = nullptr;
+    state.current = current_token = &state.ring[0];
 }

@@ -1,3 +1,0 @@
-#include "lexer/token.h"
-
-Token *current_token = nullptr;
