@@ -317,145 +317,172 @@ PpToken *stringize(const PpToken *place, const PpToken *arg)
     return make_token(place, TK_STRING, text.data, text.length);
 }
 
-// Pastes the tokens around the "##" after `left_prev->next`; returns the
-// last token of the result, or null when nothing was pasted.
-PpToken *paste(Macro *m, PpToken *left_prev, const Call *call)
+// The tokens that pasting left and right together makes, in a chain; null
+// when the joined spelling is no token at all.
+PpToken *paste_pair(const PpToken *left, const PpToken *right)
 {
-    PpToken *left = left_prev->next;
-    PpToken *hash = left->next;
-    PpToken *right = hash->next;
-    if (is_end(right)) {
-        report_macro("missing ## argument in macro %.*s", m);
+    if (left->kind == TK_DIV && right->kind == TK_DIV) {
+        // Two slashes pasted make a comment that ends the line.
+        return make_token(left, TK_EOL, "//", 2);
+    }
+    TextBuffer text;
+    text.append(left->ws, left->ws_len);
+    text.append(left->text, left->len);
+    text.append(right->text, right->len);
+    text.append('\n');
+    char *line = scratch_text(text.data, text.length);
+    bool comment = comment_open;
+    comment_open = false;
+    PpToken *result = scan_line(line);
+    comment_open = comment;
+    if (!result || result->kind == TK_EOL) {
+        free_pp_list(result);
         return nullptr;
     }
-    // Parameter operands stand for their arguments as collected.
-    if (left->kind == TK_PARAM && call) {
-        PpToken *last;
-        PpToken *copy = copy_chain(call->args[left->len], &last);
-        free_token(left);
-        if (copy) {
-            left_prev->next = copy;
-            last->next = hash;
-            for (PpToken *q = left_prev; q->next != last; q = q->next)
-                left_prev = q->next;
-            left = last;
-        } else {
-            left_prev->next = hash;
-            left = nullptr;
-        }
+    // The scanned line's end-of-line token is not part of the result.
+    PpToken *q = result;
+    while (q->next && q->next->kind != TK_EOL)
+        q = q->next;
+    free_pp_list(q->next);
+    q->next = nullptr;
+    for (PpToken *r = result; r; r = r->next) {
+        r->line = left->line;
+        r->column = left->column;
     }
-    if (right->kind == TK_PARAM && call) {
-        PpToken *last;
-        PpToken *copy = copy_chain(call->args[right->len], &last);
-        hash->next = copy ? copy : right->next;
-        if (copy)
-            last->next = right->next;
-        free_token(right);
-        right = copy;
-    }
-    // An empty operand is absent: the other one stands alone.
-    if (!left || !right) {
-        PpToken *before = left ? left : left_prev;
-        before->next = hash->next;
-        free_token(hash);
-        return right ? right : before;
-    }
-    PpToken *result;
-    if (left->len == 1 && right->len == 1 && left->text[0] == '/' && right->text[0] == '/' &&
-        left->kind == TK_DIV && right->kind == TK_DIV) {
-        // Two slashes pasted make a comment that ends the line.
-        result = make_token(left, TK_EOL, "//", 2);
-    } else {
-        TextBuffer text;
-        text.append(left->ws, left->ws_len);
-        text.append(left->text, left->len);
-        text.append(right->text, right->len);
-        text.append('\n');
-        char *line = scratch_text(text.data, text.length);
-        bool comment = comment_open;
-        comment_open = false;
-        result = scan_line(line);
-        comment_open = comment;
-        if (!result || result->kind == TK_EOL) {
-            free_pp_list(result);
-            report_macro("bad ## arguments in macro %.*s", m);
-            return nullptr;
-        }
-        // The line's end-of-line token is not part of the result.
-        PpToken *q = result;
-        while (q->next && q->next->kind != TK_EOL)
-            q = q->next;
-        free_pp_list(q->next);
-        q->next = nullptr;
-        for (PpToken *r = result; r; r = r->next) {
-            r->line = left->line;
-            r->column = left->column;
-        }
-        result->ws = left->ws;
-        result->ws_len = left->ws_len;
-    }
-    PpToken *result_last = result;
-    while (result_last->next)
-        result_last = result_last->next;
-    result_last->next = right->next;
-    left_prev->next = result;
-    free_token(left);
-    free_token(hash);
-    free_token(right);
-    return result_last;
+    return result;
 }
 
-// "#" and "##" in a copied body, left to right.
+// Working arrays of apply_hash_operators(), kept from call to call (it
+// never runs inside itself).
+struct TokenArray {
+    PpToken **items = nullptr;
+    std::size_t count = 0, capacity = 0;
+    void push(PpToken *t)
+    {
+        if (count == capacity) {
+            capacity = capacity ? capacity * 2 : 64;
+            items = static_cast<PpToken **>(reallocate(items, capacity * sizeof(PpToken *)));
+        }
+        items[count++] = t;
+    }
+    void push_chain(PpToken *t)
+    {
+        for (; t; t = t->next)
+            push(t);
+    }
+    ~TokenArray() { release(items); }
+};
+
+// The raw tokens of a parameter's argument, copied into `out`; the first
+// takes the parameter's place and white space.
+void push_argument(TokenArray &out, const Call *call, const PpToken *param)
+{
+    PpToken *last;
+    PpToken *copy = copy_chain(call->args[param->len], &last);
+    if (copy) {
+        copy->ws = param->ws;
+        copy->ws_len = param->ws_len;
+    }
+    out.push_chain(copy);
+}
+
+// "#" and "##" in a copied body, left to right. The body's tokens are laid
+// out in an array, and the result goes back into the chain after `head`.
 void apply_hash_operators(Macro *m, PpToken *head, const Call *call)
 {
-    PpToken *prev = head;
-    bool after_string = false;
-    while (PpToken *t = prev->next) {
+    static TokenArray body, out, right;
+    body.count = out.count = 0;
+    body.push_chain(head->next);
+    bool after_string = false;  // out's last token came from "#"
+    bool last_absent = false;   // the last operand was an empty argument
+    for (std::size_t i = 0; i < body.count; ++i) {
+        PpToken *t = body.items[i];
+        PpToken *next = i + 1 < body.count ? body.items[i + 1] : nullptr;
         if (t->kind == TK_HASH && m->nparams != 0) {
-            PpToken *param = t->next;
-            if (!param || param->kind != TK_PARAM || !call) {
+            after_string = last_absent = false;
+            if (!next || next->kind != TK_PARAM || !call) {
                 report_macro("bad # argument in macro %.*s", m);
-                prev = t;
-                after_string = false;
+                out.push(t);
                 continue;
             }
-            PpToken *s = stringize(t, call->args[param->len]);
-            s->next = param->next;
-            prev->next = s;
+            out.push(stringize(t, call->args[next->len]));
             free_token(t);
-            free_token(param);
-            prev = s;
+            free_token(next);
+            ++i;
             after_string = true;
             continue;
         }
-        if (t->kind == TK_HASHHASH && (prev == head || after_string)) {
+        if (t->kind != TK_HASHHASH) {
+            out.push(t);
+            after_string = last_absent = false;
+            continue;
+        }
+        if ((out.count == 0 && !last_absent) || after_string || !next) {
             report_macro("missing ## argument in macro %.*s", m);
-            prev = t;
-            after_string = false;
+            out.push(t);
+            after_string = last_absent = false;
             continue;
         }
-        after_string = false;
-        if (t->next && t->next->kind == TK_HASHHASH) {
-            PpToken *last = paste(m, prev, call);
-            if (!last) {
-                prev = t->next ? t->next : t;
-                continue;
+        // Parameter operands stand for their arguments as collected; an
+        // empty argument leaves its side absent, and the other side stands
+        // alone.
+        PpToken *left = nullptr;
+        const char *left_ws = t->ws;  // where an absent left side stood
+        std::uint16_t left_ws_len = 0;
+        if (!last_absent) {
+            left = out.items[out.count - 1];
+            left_ws = left->ws;
+            left_ws_len = left->ws_len;
+            if (left->kind == TK_PARAM && call) {
+                --out.count;
+                std::size_t before = out.count;
+                push_argument(out, call, left);
+                free_token(left);
+                left = out.count > before ? out.items[out.count - 1] : nullptr;
             }
-            // Further "##" paste onto the result.
-            while (last->next && last->next->kind == TK_HASHHASH) {
-                PpToken *before = prev;
-                while (before->next != last)
-                    before = before->next;
-                PpToken *again = paste(m, before, call);
-                if (!again)
-                    break;
-                last = again;
-            }
-            prev = last;
+        }
+        right.count = 0;
+        if (next->kind == TK_PARAM && call) {
+            push_argument(right, call, next);
+            free_token(next);
+        } else {
+            right.push(next);
+        }
+        ++i;
+        PpToken *pasted = left && right.count ? paste_pair(left, right.items[0]) : nullptr;
+        if (left && right.count && !pasted) {
+            report_macro("bad ## arguments in macro %.*s", m);
+            out.push(t);
+            for (std::size_t k = 0; k < right.count; ++k)
+                out.push(right.items[k]);
+            last_absent = false;
             continue;
         }
-        prev = t;
+        free_token(t);
+        std::size_t first_right = 0;
+        if (pasted) {
+            pasted->ws = left->ws;
+            pasted->ws_len = left->ws_len;
+            --out.count;
+            free_token(left);
+            free_token(right.items[0]);
+            out.push_chain(pasted);
+            first_right = 1;
+        }
+        if (!left && right.count) {
+            right.items[0]->ws = left_ws;
+            right.items[0]->ws_len = left_ws_len;
+        }
+        for (std::size_t k = first_right; k < right.count; ++k)
+            out.push(right.items[k]);
+        last_absent = !left && right.count == 0;
     }
+    PpToken **tail = &head->next;
+    for (std::size_t k = 0; k < out.count; ++k) {
+        *tail = out.items[k];
+        tail = &out.items[k]->next;
+    }
+    *tail = nullptr;
 }
 
 bool contains_parameters(const PpToken *list)

@@ -151,6 +151,14 @@ TEST_F(MacroTest, StringizingAndPasting)
     EXPECT_EQ(messages(), "#error zpc :0 unbalanced \" in string constant\n");
     EXPECT_EQ(expand("cat(/,*)"), "/##*");
     EXPECT_EQ(messages(), "#error zpc :0 bad ## arguments in macro cat\n");
+
+    // Under -c99 an empty argument is an absent operand: the other side
+    // stands alone, in the place of the absent one.
+    c99_mode = 1;
+    define("k(a,b) x a##b y");
+    EXPECT_EQ(expand("k(,) k(,2) k(1,) k(a b,c d) cat3(,,) cat3(,,z) cat3(p,,q)"),
+              "x y x 2 y x 1 y x a bc d y z pq");
+    EXPECT_EQ(messages(), "");
 }
 
 TEST_F(MacroTest, Redefinition)
