@@ -168,3 +168,42 @@ TEST_F(TokenizerTest, AdjacentStringsJoinAcrossLinesIntoOneSharedEntry)
 }
 
 }  // namespace
+
+namespace {
+
+// Inside #asm blocks a ';' starts a comment, except on a directive line, and
+// an unbalanced quote is no error; the lines of a block reach the parser as
+// one assembly-text token.
+TEST_F(TokenizerTest, AssemblyBlocks)
+{
+    scan_in_asm_block = true;
+    char code[] = " ldaa #1 ; it's loaded\n";
+    PpToken *list = scan_line(code);
+    std::string kinds;
+    for (PpToken *t = list; t; t = t->next)
+        kinds += std::to_string(t->kind) + " ";
+    EXPECT_EQ(kinds, "18 20 19 23 ");
+    char unbalanced[] = "fcc 'abc\n";
+    free_pp_list(scan_line(unbalanced));
+    char directive[] = "# pragma a;b\n";
+    PpToken *kept = scan_line(directive);
+    EXPECT_EQ(kept->next->next->next->kind, TK_SEMICOLON);
+    scan_in_asm_block = false;
+    EXPECT_EQ(messages(), "");
+
+    // The directive stage turns every token of a block's line into text.
+    for (PpToken *t = list; t; t = t->next)
+        t->kind = TK_ASM;
+    redirect_tokens(list);
+    Token *t = next_token();
+    EXPECT_EQ(t->code, TK_ASM);
+    std::string text(reinterpret_cast<const char *>(t->value), t->length);
+    EXPECT_EQ(text, "ldaa #1 ; it's loaded\n") << "the white space between, comments included, is kept";
+    std::free(reinterpret_cast<void *>(t->value));
+    EXPECT_EQ(next_token()->code, TK_END);
+    redirect_tokens(nullptr);
+    free_pp_list(list);
+    free_pp_list(kept);
+}
+
+}  // namespace
