@@ -153,15 +153,3 @@ void host_local_time(std::tm *out)
 void host_write_stdout(const char *text, std::size_t length) { write_all(1, text, length); }
 void host_write_stderr(const char *text, std::size_t length) { write_all(2, text, length); }
 void host_write_stderr(const char *text) { write_all(2, text, std::strlen(text)); }
-
-bool host_current_directory(char *out, std::size_t size)
-{
-    if (size < 2 || !::getcwd(out, size - 1))
-        return false;
-    std::size_t n = std::strlen(out);
-    if (n == 0 || out[n - 1] != '/') {
-        out[n] = '/';
-        out[n + 1] = 0;
-    }
-    return true;
-}

@@ -54,7 +54,3 @@ void host_local_time(std::tm *out);
 void host_write_stdout(const char *text, std::size_t length);
 void host_write_stderr(const char *text, std::size_t length);
 void host_write_stderr(const char *text);
-
-// The working directory with a separator at the end, into `out`; false
-// when it does not fit.
-bool host_current_directory(char *out, std::size_t size);

@@ -98,6 +98,10 @@ void free_pp_list(PpToken *list);
 // whose white space holds the line's trailing blanks and newline. Null for
 // an empty text.
 PpToken *scan_line(char *text);
+// Scans text made up outside the source (a pasted spelling, a _Pragma
+// operand, a -d value) as a line of its own: the text is copied to scratch
+// text with a newline, and an open comment of the source is set aside.
+PpToken *scan_text(const char *text, std::size_t length);
 
 // Set by the directive stage: the scanner treats ';' as the start of a
 // comment inside #asm blocks, and is silent about unbalanced quotes there

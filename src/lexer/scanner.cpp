@@ -305,6 +305,17 @@ PpToken *scan_line(char *text)
     }
 }
 
+PpToken *scan_text(const char *text, std::size_t length)
+{
+    char *line = scratch_text(text, length + 1);
+    line[length] = '\n';
+    bool comment = comment_open;
+    comment_open = false;
+    PpToken *list = scan_line(line);
+    comment_open = comment;
+    return list;
+}
+
 void pp_tokens_reset()
 {
     while (pp_blocks)

@@ -329,12 +329,7 @@ PpToken *paste_pair(const PpToken *left, const PpToken *right)
     text.append(left->ws, left->ws_len);
     text.append(left->text, left->len);
     text.append(right->text, right->len);
-    text.append('\n');
-    char *line = scratch_text(text.data, text.length);
-    bool comment = comment_open;
-    comment_open = false;
-    PpToken *result = scan_line(line);
-    comment_open = comment;
+    PpToken *result = scan_text(text.data, text.length);
     if (!result || result->kind == TK_EOL) {
         free_pp_list(result);
         return nullptr;
@@ -705,13 +700,7 @@ PpToken *expand_pragma(PpToken *link)
     }
     TextBuffer text;
     decode_literal(literal, text);
-    text.append('\n');
-    char *line = scratch_text(text.data, text.length);
-    bool comment = comment_open;
-    comment_open = false;
-    PpToken *pragma = scan_line(line);
-    comment_open = comment;
-    pragma_directive(pragma);
+    pragma_directive(scan_text(text.data ? text.data : "", text.length));
     PpToken *rparen = literal->next;
     if (!rparen || rparen->kind != TK_RPAREN) {
         report("bad _Pragma syntax");

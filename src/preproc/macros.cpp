@@ -317,11 +317,7 @@ void define_from_option(const char *text)
         report("bad symbol definition");
         return;
     }
-    line.append('\n');
-    bool comment = comment_open;
-    comment_open = false;
-    PpToken *list = scan_line(line.data);
-    comment_open = comment;
+    PpToken *list = scan_text(line.data, line.length);
     define_directive(list);
     free_pp_list(list);
 }
