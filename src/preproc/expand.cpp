@@ -21,9 +21,9 @@ namespace {
 
 // Nesting deeper than this is refused with a message: every level of a
 // chain of macros naming each other is one level of rescanning, and costs
-// a few hundred bytes of stack. Past the limit the rest of the line is left
-// as it stands.
-constexpr int EXPANSION_DEPTH_MAX = 4000;
+// some hundreds of bytes of stack (a few kilobytes in a sanitizer build).
+// Past the limit the rest of the line is left as it stands.
+constexpr int EXPANSION_DEPTH_MAX = 1500;
 
 Macro *marked_macros = nullptr;
 int expansion_depth = 0;
@@ -106,7 +106,7 @@ bool is_pasted_comment(const PpToken *t) { return t->kind == TK_EOL && t->len ==
 // Mode 0: a function-like call that runs on past the end of the line pulls
 // in the following lines, each scanned in place of the end-of-line token,
 // until the call's parentheses close (or input ends).
-void join_lines(PpToken *name)
+__attribute__((noinline)) void join_lines(PpToken *name)
 {
     PpToken *before = name;
     int depth = 0;
@@ -153,7 +153,7 @@ enum CollectResult { COLLECT_OK, COLLECT_NOT_A_CALL, COLLECT_STOP };
 // Collects the arguments after t's '('. On success the call's tokens are
 // unlinked from the line: the arguments become chains of their own and the
 // punctuation is freed.
-CollectResult collect_arguments(Macro *m, PpToken *t, Call *call)
+__attribute__((noinline)) CollectResult collect_arguments(Macro *m, PpToken *t, Call *call)
 {
     PpToken *lparen = t->next;
     int n = m->nparams > 0 ? m->nparams : 0;
@@ -284,7 +284,7 @@ CollectResult collect_arguments(Macro *m, PpToken *t, Call *call)
 }
 
 // The string literal that "#" makes of an argument as collected.
-PpToken *stringize(const PpToken *place, const PpToken *arg)
+__attribute__((noinline)) PpToken *stringize(const PpToken *place, const PpToken *arg)
 {
     TextBuffer text;
     text.append('"');
@@ -383,7 +383,7 @@ void push_argument(TokenArray &out, const Call *call, const PpToken *param)
 
 // "#" and "##" in a copied body, left to right. The body's tokens are laid
 // out in an array, and the result goes back into the chain after `head`.
-void apply_hash_operators(Macro *m, PpToken *head, const Call *call)
+__attribute__((noinline)) void apply_hash_operators(Macro *m, PpToken *head, const Call *call)
 {
     static TokenArray body, out, right;
     body.count = out.count = 0;
@@ -490,7 +490,7 @@ bool contains_parameters(const PpToken *list)
 
 // Step j: an identifier of the expansion that opens a call which the
 // expansion does not close takes the rest of its arguments from the line.
-void complete_call(PpToken *head, PpToken **line_next)
+__attribute__((noinline)) void complete_call(PpToken *head, PpToken **line_next)
 {
     PpToken *candidate = nullptr;
     int count = 0;
@@ -548,7 +548,10 @@ void complete_call(PpToken *head, PpToken **line_next)
 // Expands the macro call at t (prev->next == t). Returns the token after
 // which scanning goes on; sets *replaced when the call was replaced and
 // *stop when the rest of the list is to be left alone.
-PpToken *expand_macro(PpToken *prev, PpToken *t, Macro *m, int mode, bool *replaced, bool *stop)
+// Kept out of expand_list, as its helpers are kept out of it, so that only
+// the frames the recursion needs sit on the stack at every level of nesting.
+__attribute__((noinline)) PpToken *expand_macro(PpToken *prev, PpToken *t, Macro *m, int mode, bool *replaced,
+                                                bool *stop)
 {
     if (mode == 0 && (m->nparams != 0 || (t->next && t->next->kind == TK_LPAREN)))
         join_lines(t);
@@ -745,7 +748,7 @@ PpToken *expand_defined(PpToken *link, int mode)
 
 }  // namespace
 
-PpToken *expand_builtin(PpToken *link, int code, int mode)
+__attribute__((noinline)) PpToken *expand_builtin(PpToken *link, int code, int mode)
 {
     PpToken *t = link->next;
     char number[24];
