@@ -27,7 +27,8 @@ void on_interrupt(int)
 }
 
 // The input's own directory is searched after every other path; the
-// separator that delimits it is written back as '\' in the input name.
+// separator that delimits it is written back as '/' in the input name, so
+// that every name shown is one this system's tools read.
 void add_input_directory()
 {
     char *separator = nullptr;
@@ -37,7 +38,7 @@ void add_input_directory()
     if (!separator || include_list.free_slots <= 0)
         return;
     path_list_add(&include_list, keep_text(input_name, static_cast<std::size_t>(separator - input_name)));
-    *separator = '\\';
+    *separator = '/';
 }
 
 // The main source first, then the -h headers from the last given to the
@@ -116,7 +117,8 @@ int zpc_run(int argc, char **argv, const RunHooks *hooks)
     line_override_active = false;
     line_override = 0;
 
-    if (!open_sources())
+    bool opened = open_sources();
+    if (!commit_outputs(input_name) || !opened)
         return finish_run(1);
 
     // Not yet built for zpc itself: the memory-space tables are set up

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <cerrno>
 #include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
 #include <fnmatch.h>
 #include <string>
 #include <sys/stat.h>
@@ -104,6 +106,46 @@ bool host_directory_id(const char *name, HostDirId *id)
     id->inode = static_cast<std::uint64_t>(st.st_ino);
     return true;
 }
+
+bool host_stream_id(std::FILE *stream, HostDirId *id)
+{
+    struct stat st;
+    if (!stream || ::fstat(fileno(stream), &st) != 0)
+        return false;
+    id->device = static_cast<std::uint64_t>(st.st_dev);
+    id->inode = static_cast<std::uint64_t>(st.st_ino);
+    return true;
+}
+
+std::FILE *host_open_for_output(const char *name, bool binary, bool *created)
+{
+    HostName path(name);
+    *created = false;
+    if (!path.ok || !path.text[0])
+        return nullptr;
+    int fd = ::open(path.text, O_WRONLY | O_CREAT | O_EXCL, 0666);
+    if (fd >= 0)
+        *created = true;
+    else if (errno == EEXIST)
+        fd = ::open(path.text, O_WRONLY);
+    if (fd < 0)
+        return nullptr;
+    std::FILE *stream = ::fdopen(fd, binary ? "wb" : "w");
+    if (!stream)
+        ::close(fd);
+    return stream;
+}
+
+void host_truncate(std::FILE *stream)
+{
+    std::fflush(stream);
+    if (::ftruncate(fileno(stream), 0) != 0) {
+        // A device or a pipe has nothing to empty.
+    }
+    std::rewind(stream);
+}
+
+std::FILE *host_memory_stream(char **data, std::size_t *length) { return ::open_memstream(data, length); }
 
 bool host_list_directory(const char *dir, const char *pattern,
                          void (*each)(const HostDirEntry &entry, void *context),

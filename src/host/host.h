@@ -1,7 +1,7 @@
 // The small layer between zpc and the operating system. Nothing else in the
-// compiler calls the system directly. File names inside the compiler keep
-// the backslashes the compiler itself writes between directory and name;
-// they become '/' here, at the moment the system is asked.
+// compiler calls the system directly. The compiler writes '/' between a
+// directory and a name; a name given by the user may use '\' as well,
+// which becomes '/' here, at the moment the system is asked.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -33,6 +33,19 @@ struct HostDirId {
     std::uint64_t inode;
 };
 bool host_directory_id(const char *name, HostDirId *id);
+// The same identity for the file an open stream reads or writes.
+bool host_stream_id(std::FILE *stream, HostDirId *id);
+
+// Opens `name` for writing, creating it when missing but leaving what it
+// holds until host_truncate(): a file that turns out to be an input is
+// then still whole. *created tells whether the file is new.
+std::FILE *host_open_for_output(const char *name, bool binary, bool *created);
+// Empties a file opened by host_open_for_output(), from the start.
+void host_truncate(std::FILE *stream);
+// A stream that collects what is written to it in memory; `data` and
+// `length` follow it after each flush. Free `data` with std::free after
+// closing the stream.
+std::FILE *host_memory_stream(char **data, std::size_t *length);
 
 struct HostDirEntry {
     const char *name;

@@ -338,6 +338,11 @@ void convert_number(Token *token, const PpToken *pp)
 void decode_literal(const PpToken *pp, TextBuffer &out)
 {
     out.length = 0;
+    append_literal(pp, out);
+}
+
+void append_literal(const PpToken *pp, TextBuffer &out)
+{
     const char *p = pp->text;
     const char *end = p + pp->len;
     if (p < end && *p == 'L')
@@ -378,22 +383,25 @@ void decode_string(Token *token, const PpToken *pp)
     token->value = reinterpret_cast<std::uintptr_t>(pool_intern(bytes.data ? bytes.data : "", bytes.length));
 }
 
-void join_strings(Token *token, PoolEntry *earlier)
+void append_string_piece(TextBuffer &joined, const PpToken *pp)
 {
-    PoolEntry *later = token_pool_entry(token);
-    std::size_t total = static_cast<std::size_t>(earlier->length) + later->length;
-    if (total > POOL_ENTRY_MAX) {
-        report("string literal too long");
-        total = POOL_ENTRY_MAX;
+    // Past the longest literal the pool holds, pieces are still decoded
+    // for their messages, and dropped.
+    static TextBuffer dropped;
+    if (joined.length > POOL_ENTRY_MAX) {
+        decode_literal(pp, dropped);
+        return;
     }
-    unsigned char *joined = static_cast<unsigned char *>(allocate(total));
-    std::memcpy(joined, earlier->bytes, earlier->length);
-    std::memcpy(joined + earlier->length, later->bytes, total - earlier->length);
-    PoolEntry *entry = pool_intern(joined, total);
-    release(joined);
-    pool_release(earlier);
-    pool_release(later);
-    token->value = reinterpret_cast<std::uintptr_t>(entry);
+    append_literal(pp, joined);
+    if (joined.length > POOL_ENTRY_MAX)
+        report("string literal too long");
+}
+
+void intern_joined_string(Token *token, const TextBuffer &joined)
+{
+    std::size_t length = joined.length > POOL_ENTRY_MAX ? POOL_ENTRY_MAX : joined.length;
+    token->code = TK_STRING;
+    token->value = reinterpret_cast<std::uintptr_t>(pool_intern(joined.data ? joined.data : "", length));
 }
 
 void constants_reset()

@@ -39,7 +39,14 @@ void decode_string(Token *token, const PpToken *pp);
 // escapes decoded, into `out` (emptied first).
 struct TextBuffer;
 void decode_literal(const PpToken *pp, TextBuffer &out);
-void join_strings(Token *token, PoolEntry *earlier);
+// The same bytes added at the end of `out`.
+void append_literal(const PpToken *pp, TextBuffer &out);
+// Adjacent string literals are joined in one growing buffer and interned
+// once: each piece is decoded and added, reporting "string literal too
+// long" when the bytes pass what one pool entry holds; then the whole is
+// interned (cut to that length) as the token's value.
+void append_string_piece(TextBuffer &joined, const PpToken *pp);
+void intern_joined_string(Token *token, const TextBuffer &joined);
 // Reads the escape sequence at the backslash *p (not beyond `end`) and
 // moves *p past it.
 std::uint32_t decode_escape(const char **p, const char *end);

@@ -10,6 +10,7 @@
 #include "preproc/directives.h"
 #include "preproc/source.h"
 #include "runtime/alloc.h"
+#include "runtime/textbuf.h"
 
 const char *const keyword_table[32] = {
     "auto",   "break",  "case",   "char",   "const",    "continue", "default",  "do",
@@ -188,16 +189,17 @@ bool fill_token(Token *t)
     case TK_CHAR:
         convert_char(t, pp);
         return true;
-    case TK_STRING:
-        decode_string(t, pp);
+    case TK_STRING: {
+        static TextBuffer joined;
+        joined.length = 0;
+        append_string_piece(joined, pp);
         for (PpToken *next = peek_pp(); next && next->kind == TK_STRING; next = peek_pp()) {
             state.cursor = next->next;
-            Token piece = *t;
-            decode_string(&piece, next);
-            join_strings(&piece, token_pool_entry(t));
-            t->value = piece.value;
+            append_string_piece(joined, next);
         }
+        intern_joined_string(t, joined);
         return true;
+    }
     case TK_OTHER:
         report("bad character %c", 0, static_cast<int>(static_cast<unsigned char>(pp->text[0])));
         return false;
@@ -238,9 +240,9 @@ void record(const Token *t)
 
 }  // namespace
 
-// Before the first token the current token is an empty ring entry (code 0):
-// messages then have a line but no column.
-Token *current_token = &state.ring[0];
+// Null until the first token is delivered: messages before it have a line
+// but no column, and no repeat of them is dropped for want of a token.
+Token *current_token = nullptr;
 
 const char *token_spelling(std::uint16_t code)
 {
@@ -413,5 +415,5 @@ void tokenizer_reset()
     saved = TokenizerState{};
     redirected = false;
     resync_code = 0;
-    state.current = current_token = &state.ring[0];
+    state.current = current_token = nullptr;
 }

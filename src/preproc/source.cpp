@@ -1,11 +1,14 @@
 #include "preproc/source.h"
 
+#include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "driver/diagnostics.h"
 #include "driver/options.h"
 #include "host/host.h"
 #include "runtime/alloc.h"
+#include "runtime/textbuf.h"
 
 SourceFile *file_list = nullptr;
 SourceFile *current_file = nullptr;
@@ -55,6 +58,10 @@ char output_host_name[4096];
 
 std::FILE *open_stream(const char *name)
 {
+    // Opening a directory succeeds here and only reading it fails; it is
+    // no source, so it does not open.
+    if (host_kind(name) == HOST_DIRECTORY)
+        return nullptr;
     std::FILE *stream = host_open(name, "r");
     if (stream)
         std::setvbuf(stream, nullptr, _IOFBF, SOURCE_BUFFER_SIZE);
@@ -69,28 +76,80 @@ void write_cant_create(const char *input, const char *name)
     host_write_stderr("\n");
 }
 
+// The output files are opened without being emptied, and emptied only
+// once the source and the -h headers are open and none of them is one of
+// them: `zpc -o x.c x.c` must not destroy x.c. Until then messages meant
+// for the error file are held in memory.
+struct PendingOutput {
+    std::FILE *stream;
+    HostDirId id;
+    bool has_id;
+    bool created;
+    const char *clash;  // the input it turned out to be; null = none
+};
+PendingOutput pending_output{};
+PendingOutput pending_errors{};
+bool outputs_pending = false;
+char *held_messages = nullptr;
+std::size_t held_length = 0;
+
+bool open_pending(PendingOutput &p, const char *name, bool binary)
+{
+    p = PendingOutput{};
+    p.stream = host_open_for_output(name, binary, &p.created);
+    if (!p.stream)
+        return false;
+    p.has_id = host_stream_id(p.stream, &p.id);
+    return true;
+}
+
+void check_clash(PendingOutput &p, std::FILE *input, const char *name)
+{
+    HostDirId id;
+    if (p.stream && p.has_id && !p.clash && host_stream_id(input, &id) && id.device == p.id.device &&
+        id.inode == p.id.inode)
+        p.clash = keep_text(name);
+}
+
+// Messages held for the error file go to standard error when the run ends
+// before they could be written where they belong.
+void release_held_messages()
+{
+    if (!outputs_pending || !held_messages)
+        return;
+    std::fflush(error_stream);
+    host_write_stderr(held_messages, held_length);
+    held_length = 0;
+}
+
 }  // namespace
 
 bool open_outputs(const char *input, bool output_required)
 {
+    static bool exit_hook = false;
+    if (!exit_hook) {
+        std::atexit(release_held_messages);
+        exit_hook = true;
+    }
+    pending_output = pending_errors = PendingOutput{};
+    error_stream = stderr;
     if (error_file_name) {
-        std::FILE *stream = host_open(error_file_name, "w");
-        if (!stream) {
+        if (!open_pending(pending_errors, error_file_name, false)) {
             write_cant_create(input, error_file_name);
             return false;
         }
-        error_stream = stream;
-    } else {
-        error_stream = stderr;
+        outputs_pending = true;
+        error_stream = host_memory_stream(&held_messages, &held_length);
+        if (!error_stream)
+            fatal_no_memory();
     }
     if (output_file_name && !make_dependencies) {
-        std::FILE *stream = host_open(output_file_name, preprocess_only ? "w" : "wb");
-        if (!stream) {
+        if (!open_pending(pending_output, output_file_name, !preprocess_only)) {
             write_cant_create(input, output_file_name);
             return false;
         }
-        output_stream = stream;
-        host_path(output_file_name, output_host_name, sizeof output_host_name);
+        outputs_pending = true;
+        output_stream = pending_output.stream;
         return true;
     }
     if (!preprocess_only && output_required) {
@@ -103,6 +162,64 @@ bool open_outputs(const char *input, bool output_required)
         std::fprintf(output_stream, "%s:", output_file_name);
         make_dependencies = static_cast<std::int32_t>(std::strlen(output_file_name)) + 1;
     }
+    return true;
+}
+
+bool commit_outputs(const char *input)
+{
+    if (!outputs_pending)
+        return true;
+    outputs_pending = false;
+    std::FILE *held = error_file_name ? error_stream : nullptr;
+    if (held)
+        std::fflush(held);
+    if (pending_output.clash || pending_errors.clash) {
+        // Nothing is written: what zpc created goes again, what it found
+        // stays as it was, and the held messages go to standard error.
+        for (PendingOutput *p : {&pending_output, &pending_errors}) {
+            if (!p->stream)
+                continue;
+            std::fclose(p->stream);
+            if (p->created)
+                host_remove(p == &pending_output ? output_file_name : error_file_name);
+        }
+        output_stream = nullptr;
+        error_stream = stderr;
+        if (held) {
+            host_write_stderr(held_messages, held_length);
+            std::fclose(held);
+        }
+        std::free(held_messages);
+        held_messages = nullptr;
+        held_length = 0;
+        for (PendingOutput *p : {&pending_output, &pending_errors}) {
+            if (!p->clash)
+                continue;
+            report_without_position(input, true);
+            TextBuffer text;
+            text.append("can't write over input file ");
+            text.append(p == &pending_output ? output_file_name : error_file_name);
+            text.append('\n');
+            host_write_stderr(text.data, text.length);
+        }
+        error_file_name = nullptr;
+        pending_output = pending_errors = PendingOutput{};
+        return false;
+    }
+    if (pending_output.stream) {
+        host_truncate(pending_output.stream);
+        host_path(output_file_name, output_host_name, sizeof output_host_name);
+    }
+    if (held) {
+        host_truncate(pending_errors.stream);
+        std::fwrite(held_messages, 1, held_length, pending_errors.stream);
+        std::fclose(held);
+        std::free(held_messages);
+        held_messages = nullptr;
+        held_length = 0;
+        error_stream = pending_errors.stream;
+    }
+    pending_output = pending_errors = PendingOutput{};
     return true;
 }
 
@@ -162,7 +279,7 @@ bool open_source(const char *name, bool search)
                 continue;
             }
             std::memcpy(joined, dir, dir_length);
-            joined[dir_length] = '\\';
+            joined[dir_length] = '/';
             std::memcpy(joined + dir_length + 1, name, name_length + 1);
             stream = open_stream(joined);
             if (stream)
@@ -172,6 +289,10 @@ bool open_source(const char *name, bool search)
     if (!stream) {
         report("can't open %s", 0, name);
         return false;
+    }
+    if (outputs_pending) {
+        check_clash(pending_output, stream, opened_name);
+        check_clash(pending_errors, stream, opened_name);
     }
     if (current_file) {
         IncludeFrame *frame = static_cast<IncludeFrame *>(allocate(sizeof(IncludeFrame), include_stack));
@@ -277,13 +398,21 @@ char *read_logical_line(bool continuation)
         free_scratch();
     if (end_of_input || !current_stream)
         return nullptr;
+    // A continuation needs room for one character, its newline and the
+    // NUL; when the lines joined so far have filled the buffer nothing is
+    // read, so the line waits whole for the next fresh read.
+    if (start + 3 > LINE_BUFFER_SIZE) {
+        report("line too long");
+        return nullptr;
+    }
     line_starts.count = 0;
     std::size_t end = start;  // where the next physical line goes
     bool any = false;
     bool too_long = false;
     for (;;) {
-        // Room for the characters, then the newline and the NUL.
-        std::size_t max = LINE_BUFFER_SIZE - end - 2;
+        // Room for the characters, then the newline and the NUL. `end` never
+        // passes LINE_BUFFER_SIZE - 2, so the difference cannot wrap.
+        std::size_t max = end + 2 < LINE_BUFFER_SIZE ? LINE_BUFFER_SIZE - end - 2 : 0;
         long n = 0;
         if (max == 0) {
             too_long = true;
@@ -382,4 +511,16 @@ void source_reset()
         std::fclose(output_stream);
     output_stream = nullptr;
     output_host_name[0] = 0;
+    if (outputs_pending && pending_errors.stream) {
+        // A run abandoned before its outputs were settled (a unit test).
+        std::fclose(pending_errors.stream);
+        if (error_stream && error_stream != stderr)
+            std::fclose(error_stream);
+        error_stream = nullptr;
+    }
+    std::free(held_messages);
+    held_messages = nullptr;
+    held_length = 0;
+    outputs_pending = false;
+    pending_output = pending_errors = PendingOutput{};
 }

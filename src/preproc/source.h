@@ -22,6 +22,11 @@ extern std::FILE *output_stream;
 // under -e and -md, or when `output_required` is false). Returns false after
 // its message when that fails.
 bool open_outputs(const char *input_name, bool output_required = true);
+// Once the source and the -h headers are open: empties the output and
+// error files, which were opened without being emptied, and writes the
+// messages held for the error file into it. Refuses, after its message,
+// when one of them is one of those inputs; nothing is written then.
+bool commit_outputs(const char *input_name);
 // Closes the output file (when -o named one) and forgets both streams.
 void close_output();
 // The interrupt handler's way out: closes and deletes the output file.

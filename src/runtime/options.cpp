@@ -339,9 +339,10 @@ void push_match(const HostDirEntry &entry, void *context)
 {
     Expansion &x = *static_cast<Expansion *>(context);
     std::size_t n = std::strlen(entry.name);
+    // Names keep their case: this file system tells capitals apart, and a
+    // lower-cased name would not open.
     char *name = keep_text(x.prefix, x.prefix_length + n);
-    for (std::size_t i = 0; i < n; ++i)
-        name[x.prefix_length + i] = static_cast<char>(std::tolower(static_cast<unsigned char>(entry.name[i])));
+    std::memcpy(name + x.prefix_length, entry.name, n);
     push_operand(x, name);
 }
 

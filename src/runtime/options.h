@@ -45,7 +45,7 @@ void print_banner(const char *title);
 // Returns the position of the first character not read.
 const char *parse_number(const char *text, std::int32_t *value, int base);
 
-// Replaces operands holding '*' or '?' by the lower-cased names they match.
+// Replaces operands holding '*' or '?' by the names they match.
 void expand_wildcards(int *argc, char ***argv);
 
 // Returns the library to its state before the first parse.

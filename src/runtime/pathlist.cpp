@@ -64,10 +64,22 @@ void strip_separator(char *path)
         path[n - 1] = 0;
 }
 
+// Two spellings of one path: '/' and '\' separate alike.
+bool same_path(const char *a, const char *b)
+{
+    for (;; ++a, ++b) {
+        bool sa = *a == '/' || *a == '\\', sb = *b == '/' || *b == '\\';
+        if (sa != sb || (!sa && *a != *b))
+            return false;
+        if (!*a)
+            return true;
+    }
+}
+
 bool already_listed(const PathList *list, const char *path)
 {
     for (std::int32_t i = list->free_slots; i < list->capacity; ++i)
-        if (!std::strcmp(list->slots[i], path))
+        if (same_path(list->slots[i], path))
             return true;
     return false;
 }
@@ -108,7 +120,7 @@ void visit_entry(const HostDirEntry &entry, void *context)
     std::size_t n = std::strlen(entry.name);
     char *child = static_cast<char *>(allocate(base + n + 2));
     std::memcpy(child, walk.path, base);
-    child[base] = '\\';
+    child[base] = '/';
     std::memcpy(child + base + 1, entry.name, n + 1);
     const char *saved = walk.path;
     walk_tree(walk, child);

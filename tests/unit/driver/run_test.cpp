@@ -167,13 +167,13 @@ TEST_F(DriverTest, RunOpensSourcesAndHandlesTheInterrupt)
     EXPECT_EQ(zpc_run(again.argc, again.argv), 0);
     unsetenv("ZPC");
     EXPECT_TRUE(file_exists(out));
-    EXPECT_EQ(std::string(input_name), dir.path + "\\m.c");
+    EXPECT_EQ(std::string(input_name), dir.path + "/m.c");
     EXPECT_EQ((Strings{include_list.slots[127], include_list.slots[126], include_list.slots[125]}),
               (Strings{"a", "envdir", dir.path}));
     Strings opened;
     for (SourceFile *f = file_list; f; f = f->next)
         opened.emplace_back(f->name);
-    EXPECT_EQ(opened, (Strings{input_name, dir.path + "\\b.h", dir.path + "\\a.h"}));
+    EXPECT_EQ(opened, (Strings{input_name, dir.path + "/b.h", dir.path + "/a.h"}));
 }
 
 }  // namespace

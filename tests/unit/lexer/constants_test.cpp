@@ -105,33 +105,6 @@ TEST_F(ConstantsTest, PoolSharesEqualBytesWithinOneSection)
     EXPECT_EQ(pool_intern("ab", 2), elsewhere);
 }
 
-TEST_F(ConstantsTest, JoiningReleasesThePiecesNoOneElseHolds)
-{
-    Token cd = string_token("cd");
-    join_strings(&cd, pool_intern("ab", 2));
-    PoolEntry *abcd = token_pool_entry(&cd);
-    EXPECT_EQ(bytes(abcd), "abcd");
-    EXPECT_EQ(entries_holding("ab") + entries_holding("cd"), 0);
-    EXPECT_EQ(constant_pool, abcd);
-    EXPECT_EQ(abcd->link, nullptr);
-
-    // A piece that another token still uses stays in the pool.
-    PoolEntry *x = pool_intern("x", 1);
-    pool_intern("x", 1);
-    Token y = string_token(std::string("\0y", 2));
-    join_strings(&y, x);
-    EXPECT_EQ(bytes(token_pool_entry(&y)), std::string("x\0y", 3));
-    EXPECT_EQ(entries_holding("x"), 1);
-    EXPECT_EQ(x->refs, 0u);
-    EXPECT_EQ(entries_holding(std::string("\0y", 2)), 0);
-
-    // Joined bytes that are already in the pool share that entry.
-    Token again = string_token("cd");
-    join_strings(&again, pool_intern("ab", 2));
-    EXPECT_EQ(token_pool_entry(&again), abcd);
-    EXPECT_EQ(abcd->refs, 1u);
-}
-
 TEST_F(ConstantsTest, ALiteralDecodedTwiceGivesTheSameBytes)
 {
     const std::string many_nuls(34, '\0');
@@ -268,6 +241,29 @@ TEST_F(LineReaderTest, OverLongLinesAreReportedAndReadOn)
     EXPECT_EQ(next_line(), "(end)");
     EXPECT_EQ(messages_so_far(), prefix + "1 logical line too long\n" + prefix + "2 line too long\n" + prefix +
                                            "6 logical line too long\n");
+}
+
+// A continuation read goes behind the line before it. Swept so that the
+// first line ends at every offset near the end of the buffer: what does
+// not fit is reported and read later, and no character is lost.
+TEST_F(LineReaderTest, ContinuationReadsNearTheEndOfTheBuffer)
+{
+    for (std::size_t k = 20470; k <= 20478; ++k) {
+        TearDown();
+        SetUp();
+        open_text(std::string(k, 'a') + "\nxy\nz\n");
+        std::string text = next_line();
+        if (const char *more = read_logical_line(true))
+            text += more;
+        for (std::string line; (line = next_line()) != "(end)";)
+            text += line;
+        std::erase(text, '\n');
+        EXPECT_EQ(text, std::string(k, 'a') + "xyz") << k;
+        std::string all = messages();
+        for (std::size_t at; (at = all.find("logical line too long")) != std::string::npos;)
+            all.erase(at, 21);
+        EXPECT_EQ(all.find("line too long") != std::string::npos, k >= 20474) << k << all;
+    }
 }
 
 TEST_F(LineReaderTest, CarriageReturnNewlineEndsALine)

@@ -164,7 +164,41 @@ TEST_F(TokenizerTest, AdjacentStringsJoinAcrossLinesIntoOneSharedEntry)
     int entries = 0;
     for (PoolEntry *e = constant_pool; e; e = e->link)
         ++entries;
-    EXPECT_EQ(entries, 1) << "the pieces leave the pool once joined";
+    EXPECT_EQ(entries, 1) << "the pieces never enter the pool";
+}
+
+// The joined bytes are cut at the longest entry the pool holds, with one
+// message, swept across that length; pieces past it cost only themselves,
+// so a long run of empty pieces is read in linear time.
+TEST_F(TokenizerTest, JoinedStringsStopAtThePoolEntryLimit)
+{
+    for (std::size_t total : {65534u, 65535u, 65536u, 65537u}) {
+        TearDown();
+        SetUp();
+        std::string text;
+        std::size_t left = total;
+        while (left > 0) {
+            std::size_t n = left > 16000 ? 16000 : left;
+            text += "\"" + std::string(n, 'x') + "\"\n";
+            left -= n;
+        }
+        for (int i = 0; i < 100; ++i)
+            text += std::string(4000, ' ') + "\"\" \"q\"\n";
+        text += "y\n";
+        open_text(text);
+        Token *s = next_token();
+        ASSERT_EQ(s->code, TK_STRING);
+        PoolEntry *e = token_pool_entry(s);
+        std::size_t expected = total + 100 > POOL_ENTRY_MAX ? POOL_ENTRY_MAX : total + 100;
+        EXPECT_EQ(e->length, expected) << total;
+        EXPECT_EQ(e->bytes[expected - 1], total >= POOL_ENTRY_MAX ? 'x' : 'q');
+        EXPECT_EQ(next_token()->code, TK_IDENT);
+        std::string all = messages();
+        std::size_t too_long = 0;
+        for (std::size_t at = 0; (at = all.find("string literal too long", at)) != std::string::npos; ++at)
+            ++too_long;
+        EXPECT_EQ(too_long, total + 100 > POOL_ENTRY_MAX ? 1u : 0u) << total;
+    }
 }
 
 }  // namespace

@@ -76,12 +76,12 @@ TEST(SearchList, DirectoryTreesDepthFirst)
     write_file(t / "root/file.txt", "");
     const std::string root = t / "root", wide = t / "wide";
     EXPECT_EQ(search({root + "/", t / "missing", root + "\\a", root, t / "other\\"}),
-              (Strings{root, root + "\\a", root + "\\a\\x", root + "\\b", t / "other"}));
+              (Strings{root, root + "/a", root + "/a/x", root + "/b", t / "other"}));
 
     // Growing past the initial capacity keeps the order.
     std::int32_t capacity = 0;
     EXPECT_EQ(search({wide}, 2, &capacity),
-              (Strings{wide, wide + "\\d1", wide + "\\d2", wide + "\\d3", wide + "\\d4"}));
+              (Strings{wide, wide + "/d1", wide + "/d2", wide + "/d3", wide + "/d4"}));
     EXPECT_GE(capacity, 5);
 
     // A link back to an ancestor must not walk forever.
@@ -102,7 +102,7 @@ TEST(SearchList, PathFiles)
                           t / "three\"\n");
     write_file(t / "empty.txt", "  # nothing here\n\n");
     testing::internal::CaptureStdout();
-    EXPECT_EQ(search({paths}), (Strings{t / "one", t / "one\\deep", t / "dir 2", t / "three"}));
+    EXPECT_EQ(search({paths}), (Strings{t / "one", t / "one/deep", t / "dir 2", t / "three"}));
     // Files that cannot be opened or hold no word add nothing, silently.
     EXPECT_TRUE(search({t / "empty.txt"}).empty());
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
