@@ -16,17 +16,11 @@
 #include "runtime/textbuf.h"
 
 bool in_directive = false;
+std::int32_t expansion_nesting_limit = EXPANSION_NESTING_DEFAULT;
 
 namespace {
 
-// Nesting deeper than this is refused with a message: every level of a
-// chain of macros naming each other is one level of rescanning, and costs
-// some hundreds of bytes of stack (a few kilobytes in a sanitizer build).
-// Past the limit the rest of the line is left as it stands.
-constexpr int EXPANSION_DEPTH_MAX = 1500;
-
 Macro *marked_macros = nullptr;
-int expansion_depth = 0;
 bool too_deep = false;
 
 // The date and time of the run, read at the first use of either.
@@ -106,7 +100,7 @@ bool is_pasted_comment(const PpToken *t) { return t->kind == TK_EOL && t->len ==
 // Mode 0: a function-like call that runs on past the end of the line pulls
 // in the following lines, each scanned in place of the end-of-line token,
 // until the call's parentheses close (or input ends).
-__attribute__((noinline)) void join_lines(PpToken *name)
+void join_lines(PpToken *name)
 {
     PpToken *before = name;
     int depth = 0;
@@ -142,7 +136,8 @@ __attribute__((noinline)) void join_lines(PpToken *name)
 }
 
 struct Call {
-    PpToken **args;     // one chain per parameter, as collected
+    PpToken *args;      // one head per parameter: args[i].next is the
+                        // argument's chain, as collected
     int nargs;
     PpToken *after;     // the first token after the call in the line
     PpToken *lparen;    // the tokens from '(' up to `after` belong to the call
@@ -153,7 +148,7 @@ enum CollectResult { COLLECT_OK, COLLECT_NOT_A_CALL, COLLECT_STOP };
 // Collects the arguments after t's '('. On success the call's tokens are
 // unlinked from the line: the arguments become chains of their own and the
 // punctuation is freed.
-__attribute__((noinline)) CollectResult collect_arguments(Macro *m, PpToken *t, Call *call)
+CollectResult collect_arguments(Macro *m, PpToken *t, Call *call)
 {
     PpToken *lparen = t->next;
     int n = m->nparams > 0 ? m->nparams : 0;
@@ -194,14 +189,16 @@ __attribute__((noinline)) CollectResult collect_arguments(Macro *m, PpToken *t, 
                 after = p;
                 break;
             }
-            if (p->kind == TK_COMMA) {
+            // The variable part takes everything up to the closing ')',
+            // commas included, even a comma it begins with.
+            bool rest = m->variadic && count == n - 1;
+            if (p->kind == TK_COMMA && !rest) {
                 if (!c99_mode)
                     break;
                 ++count;  // an empty argument
                 p = p->next;
                 continue;
             }
-            bool rest = m->variadic && count == n - 1;
             int level = 0;
             PpToken *start = p, *end = nullptr;
             while (!is_end(p)) {
@@ -254,17 +251,17 @@ __attribute__((noinline)) CollectResult collect_arguments(Macro *m, PpToken *t, 
         count = n;
     }
 
-    // Unlink: the arguments become chains, the punctuation goes.
-    PpToken **args = static_cast<PpToken **>(allocate(sizeof(PpToken *) * static_cast<std::size_t>(n + 1)));
-    for (int i = 0; i < n; ++i)
-        args[i] = nullptr;
+    // Unlink: the arguments become chains, the punctuation goes. Each chain
+    // hangs from a head of its own, where it is later expanded in place.
+    PpToken *args = static_cast<PpToken *>(allocate(sizeof(PpToken) * static_cast<std::size_t>(n + 1)));
+    std::memset(args, 0, sizeof(PpToken) * static_cast<std::size_t>(n + 1));
     int k = 0;
     while (k < n && !first[k])
         ++k;
     PpToken *q = lparen;
     while (q != after) {
         if (k < n && q == first[k]) {
-            args[k] = q;
+            args[k].next = q;
             q = last[k]->next;
             last[k]->next = nullptr;
             for (++k; k < n && !first[k]; ++k) {
@@ -284,7 +281,7 @@ __attribute__((noinline)) CollectResult collect_arguments(Macro *m, PpToken *t, 
 }
 
 // The string literal that "#" makes of an argument as collected.
-__attribute__((noinline)) PpToken *stringize(const PpToken *place, const PpToken *arg)
+PpToken *stringize(const PpToken *place, const PpToken *arg)
 {
     TextBuffer text;
     text.append('"');
@@ -373,7 +370,7 @@ struct TokenArray {
 void push_argument(TokenArray &out, const Call *call, const PpToken *param)
 {
     PpToken *last;
-    PpToken *copy = copy_chain(call->args[param->len], &last);
+    PpToken *copy = copy_chain(call->args[param->len].next, &last);
     if (copy) {
         copy->ws = param->ws;
         copy->ws_len = param->ws_len;
@@ -383,7 +380,7 @@ void push_argument(TokenArray &out, const Call *call, const PpToken *param)
 
 // "#" and "##" in a copied body, left to right. The body's tokens are laid
 // out in an array, and the result goes back into the chain after `head`.
-__attribute__((noinline)) void apply_hash_operators(Macro *m, PpToken *head, const Call *call)
+void apply_hash_operators(Macro *m, PpToken *head, const Call *call)
 {
     static TokenArray body, out, right;
     body.count = out.count = 0;
@@ -393,14 +390,14 @@ __attribute__((noinline)) void apply_hash_operators(Macro *m, PpToken *head, con
     for (std::size_t i = 0; i < body.count; ++i) {
         PpToken *t = body.items[i];
         PpToken *next = i + 1 < body.count ? body.items[i + 1] : nullptr;
-        if (t->kind == TK_HASH && m->nparams != 0) {
+        if (t->kind == TK_HASH) {
             after_string = last_absent = false;
             if (!next || next->kind != TK_PARAM || !call) {
                 report_macro("bad # argument in macro %.*s", m);
                 out.push(t);
                 continue;
             }
-            out.push(stringize(t, call->args[next->len]));
+            out.push(stringize(t, call->args[next->len].next));
             free_token(t);
             free_token(next);
             ++i;
@@ -490,7 +487,7 @@ bool contains_parameters(const PpToken *list)
 
 // Step j: an identifier of the expansion that opens a call which the
 // expansion does not close takes the rest of its arguments from the line.
-__attribute__((noinline)) void complete_call(PpToken *head, PpToken **line_next)
+void complete_call(PpToken *head, PpToken **line_next)
 {
     PpToken *candidate = nullptr;
     int count = 0;
@@ -545,13 +542,88 @@ __attribute__((noinline)) void complete_call(PpToken *head, PpToken **line_next)
     }
 }
 
-// Expands the macro call at t (prev->next == t). Returns the token after
-// which scanning goes on; sets *replaced when the call was replaced and
-// *stop when the rest of the list is to be left alone.
-// Kept out of expand_list, as its helpers are kept out of it, so that only
-// the frames the recursion needs sit on the stack at every level of nesting.
-__attribute__((noinline)) PpToken *expand_macro(PpToken *prev, PpToken *t, Macro *m, int mode, bool *replaced,
-                                                bool *stop)
+// Expansion runs on a stack of frames of its own instead of the machine
+// stack, so that neither long chains of macros naming each other nor
+// deeply nested calls can exhaust it. A list frame walks a token list
+// looking for macro names; a call frame carries one macro call through
+// its steps: the arguments expanded one by one (each by a list frame
+// above it), substitution, and the rescans (again list frames). A frame
+// that needs another one pushes it and returns; when that one is done,
+// the frame below resumes, finding the other's result in `last_result`
+// and, when the list was walked to its end, its last token in `last_tail`.
+// Expansion edits lists in place and rescans them, so deep nesting costs
+// time with the square of the depth; the frames take care not to walk an
+// expansion more often than the rescans themselves do.
+enum FrameKind : std::uint8_t { FRAME_LIST, FRAME_CALL };
+enum CallPhase : std::uint8_t { CALL_ARGUMENTS, CALL_RESCAN };
+
+struct Frame {
+    PpToken *prev;   // list: the token before the one looked at next;
+                     // call: the token before the macro name
+    PpToken *t;      // call: the macro name, still linked after `prev`;
+                     // list: the token the list hangs from
+    PpToken *after;  // call: the first token after the call in the line
+    PpToken *head;   // call: a token heading the expansion
+    PpToken *args;   // call: the argument heads (null for object-like)
+    PpToken **tails; // call: the last token of each expanded argument
+    Macro *m;
+    std::int32_t nargs;
+    std::int32_t next_arg;  // the next argument to expand; -1 = none
+    FrameKind kind;
+    std::int8_t mode;
+    CallPhase phase;
+    bool replaced;   // list: whether anything was replaced
+};
+
+Frame *frames = nullptr;
+std::size_t frame_count = 0, frame_capacity = 0;
+int last_result = 0;
+PpToken *last_tail = nullptr;  // null when the list was left before its end
+
+void push_list(PpToken *link, int mode)
+{
+    if (too_deep) {
+        last_result = 0;
+        last_tail = nullptr;
+        return;
+    }
+    if (frame_count >= static_cast<std::size_t>(expansion_nesting_limit) * 2) {
+        report("macro expansion nested too deeply");
+        too_deep = true;
+        last_result = 0;
+        last_tail = nullptr;
+        return;
+    }
+    if (frame_count == frame_capacity) {
+        frame_capacity = frame_capacity ? frame_capacity * 2 : 64;
+        frames = static_cast<Frame *>(reallocate(frames, frame_capacity * sizeof(Frame)));
+    }
+    Frame &f = frames[frame_count++];
+    f = Frame{};
+    f.kind = FRAME_LIST;
+    f.prev = link;
+    f.t = link;
+    f.mode = static_cast<std::int8_t>(mode);
+}
+
+Frame &push_call()
+{
+    if (frame_count == frame_capacity) {
+        frame_capacity = frame_capacity ? frame_capacity * 2 : 64;
+        frames = static_cast<Frame *>(reallocate(frames, frame_capacity * sizeof(Frame)));
+    }
+    Frame &f = frames[frame_count++];
+    f = Frame{};
+    f.kind = FRAME_CALL;
+    return f;
+}
+
+enum StartResult { START_NOT_A_CALL, START_STOP, START_PUSHED };
+
+// Steps e to g for the macro name t (prev->next == t): joining lines,
+// collecting the arguments and copying the body with "#" and "##" done.
+// Pushes the call's frame unless t is no call or the list must stop.
+StartResult start_call(PpToken *prev, PpToken *t, Macro *m, int mode)
 {
     if (mode == 0 && (m->nparams != 0 || (t->next && t->next->kind == TK_LPAREN)))
         join_lines(t);
@@ -560,108 +632,221 @@ __attribute__((noinline)) PpToken *expand_macro(PpToken *prev, PpToken *t, Macro
     if (m->nparams != 0) {
         PpToken *lparen = t->next;
         if (!lparen || lparen->kind != TK_LPAREN)
-            return t;
+            return START_NOT_A_CALL;
         if (is_end(lparen->next)) {
             report_macro("bad invocation of macro %.*s", m);
-            *stop = true;
-            return t;
+            return START_STOP;
         }
         switch (collect_arguments(m, t, &call)) {
         case COLLECT_NOT_A_CALL:
-            return t;
+            return START_NOT_A_CALL;
         case COLLECT_STOP:
-            *stop = true;
-            return t;
+            return START_STOP;
         case COLLECT_OK:
             break;
         }
         after = call.after;
+        // The call's tokens are gone from the line; the name stands for it.
+        t->next = after;
     }
 
     // The body without its end-of-line token.
-    PpToken head{};
-    PpToken **tail = &head.next;
+    PpToken *head = new_pp_token();
+    PpToken **tail = &head->next;
     for (const PpToken *b = m->body; b && b->kind != TK_EOL; b = b->next) {
         *tail = copy_token(b);
         tail = &(*tail)->next;
     }
-    apply_hash_operators(m, &head, call.args ? &call : nullptr);
+    apply_hash_operators(m, head, call.args ? &call : nullptr);
 
-    if (call.args && m->nparams > 0 && contains_parameters(head.next)) {
-        // Each argument is expanded on its own; a call of this same macro
-        // inside an argument collects into slots of its own.
-        PpToken **expanded = static_cast<PpToken **>(allocate(sizeof(PpToken *) * static_cast<std::size_t>(call.nargs + 1)));
-        for (int i = 0; i < call.nargs; ++i) {
-            PpToken arg_head{};
-            PpToken *last;
-            arg_head.next = copy_chain(call.args[i], &last);
-            expand_list(&arg_head, 1);
-            expanded[i] = arg_head.next;
+    Frame &f = push_call();
+    f.prev = prev;
+    f.t = t;
+    f.after = after;
+    f.head = head;
+    f.args = call.args;
+    f.m = m;
+    f.nargs = call.nargs;
+    f.mode = static_cast<std::int8_t>(mode);
+    f.phase = CALL_ARGUMENTS;
+    f.next_arg = call.args && m->nparams > 0 && contains_parameters(head->next) ? 0 : -1;
+    if (f.next_arg == 0) {
+        f.tails = static_cast<PpToken **>(allocate(sizeof(PpToken *) * static_cast<std::size_t>(f.nargs + 1)));
+        for (std::int32_t i = 0; i < f.nargs; ++i)
+            f.tails[i] = nullptr;
+    }
+    return START_PUSHED;
+}
+
+// Step h's replacement: each parameter reference takes the expanded
+// argument. The last reference of a parameter takes the argument's own
+// tokens; only the ones before it take copies.
+void substitute_arguments(Frame &f)
+{
+    std::int32_t *uses = static_cast<std::int32_t *>(allocate(sizeof(std::int32_t) * static_cast<std::size_t>(f.nargs + 1)));
+    for (std::int32_t i = 0; i < f.nargs; ++i)
+        uses[i] = 0;
+    for (const PpToken *r = f.head->next; r; r = r->next)
+        if (r->kind == TK_PARAM)
+            ++uses[r->len];
+    PpToken *p = f.head;
+    while (PpToken *r = p->next) {
+        if (r->kind != TK_PARAM) {
+            p = r;
+            continue;
         }
-        PpToken *p = &head;
-        while (PpToken *r = p->next) {
-            if (r->kind != TK_PARAM) {
-                p = r;
-                continue;
-            }
-            PpToken *last;
-            PpToken *copy = copy_chain(expanded[r->len], &last);
-            if (copy) {
-                copy->ws = r->ws;
-                copy->ws_len = r->ws_len;
-                last->next = r->next;
-                p->next = copy;
-                p = last;
-            } else {
-                p->next = r->next;
-            }
-            free_token(r);
+        PpToken *arg = f.args[r->len].next;
+        PpToken *first = nullptr, *last = nullptr;
+        if (--uses[r->len] == 0) {
+            first = arg;
+            last = f.tails[r->len];
+            if (arg && !last)
+                for (last = arg; last->next; last = last->next) {
+                }
+            f.args[r->len].next = nullptr;
+        } else {
+            first = copy_chain(arg, &last);
         }
-        for (int i = 0; i < call.nargs; ++i)
-            free_pp_list(expanded[i]);
-        release(expanded);
-    }
-    if (call.args) {
-        for (int i = 0; i < call.nargs; ++i)
-            free_pp_list(call.args[i]);
-        release(call.args);
-    }
-    for (PpToken *r = head.next; r; r = r->next) {
-        r->line = t->line;
-        r->column = t->column;
-    }
-    if (head.next) {
-        head.next->ws = t->ws;
-        head.next->ws_len = t->ws_len;
-    }
-    m->state |= 1;
-
-    complete_call(&head, &after);
-
-    mark(m);
-    if (expand_list(&head, 1))
-        while (expand_list(&head, 3)) {
+        if (first) {
+            first->ws = r->ws;
+            first->ws_len = r->ws_len;
+            last->next = r->next;
+            p->next = first;
+            p = last;
+        } else {
+            p->next = r->next;
         }
-    m->state = 2;
-
-    PpToken *last = nullptr;
-    for (PpToken *r = head.next; r; r = r->next) {
-        if (mode == 0 && r->next)
-            r->no_expand = 0;
-        last = r;
+        free_token(r);
     }
-    *replaced = true;
+    release(uses);
+}
+
+// Step l: the expansion takes the name's place in the line below.
+// `last` is the expansion's last token when the rescan found it.
+void finish_call(std::size_t index, PpToken *last)
+{
+    Frame &f = frames[index];
+    Frame &list = frames[index - 1];
+    if (f.mode == 0 || (f.head->next && !last)) {
+        for (PpToken *r = f.head->next; r; r = r->next) {
+            if (f.mode == 0 && r->next)
+                r->no_expand = 0;
+            last = r;
+        }
+    }
     if (!last) {
-        prev->next = after;
-        free_token(t);
-        return prev;
+        f.prev->next = f.after;
+        list.prev = f.prev;
+    } else {
+        f.head->next->ws = f.t->ws;
+        f.head->next->ws_len = f.t->ws_len;
+        f.prev->next = f.head->next;
+        last->next = f.after;
+        list.prev = last;
     }
-    head.next->ws = t->ws;
-    head.next->ws_len = t->ws_len;
-    prev->next = head.next;
-    last->next = after;
-    free_token(t);
-    return last;
+    free_token(f.t);
+    free_token(f.head);
+    release(f.tails);
+    list.replaced = true;
+    --frame_count;
+    if (list.mode == 0)
+        clear_marks();
+}
+
+void step_call(std::size_t index)
+{
+    Frame &f = frames[index];
+    if (f.phase == CALL_ARGUMENTS) {
+        // Each argument is expanded on its own, in place; a call of this
+        // same macro inside an argument collects into heads of its own.
+        if (f.next_arg > 0)
+            f.tails[f.next_arg - 1] = last_tail;
+        if (f.next_arg >= 0 && f.next_arg < f.nargs) {
+            PpToken *arg = &f.args[f.next_arg++];
+            push_list(arg, 1);
+            return;
+        }
+        if (f.next_arg >= 0)
+            substitute_arguments(f);
+        if (f.args) {
+            for (std::int32_t i = 0; i < f.nargs; ++i)
+                free_pp_list(f.args[i].next);
+            release(f.args);
+            f.args = nullptr;
+        }
+        // Every token takes the name's place in the source. Inside an
+        // expansion that is redone by the call around it, whose name is
+        // the one that stays; so only a call in the line itself does it.
+        if (f.mode == 0)
+            for (PpToken *r = f.head->next; r; r = r->next) {
+                r->line = f.t->line;
+                r->column = f.t->column;
+            }
+        if (f.head->next) {
+            f.head->next->ws = f.t->ws;
+            f.head->next->ws_len = f.t->ws_len;
+        }
+        f.m->state |= 1;
+        complete_call(f.head, &f.after);
+        mark(f.m);
+        // The first rescan; its result decides whether more follow.
+        f.phase = CALL_RESCAN;
+        push_list(f.head, 1);
+        return;
+    }
+    if (last_result) {
+        push_list(f.head, 3);
+        return;
+    }
+    f.m->state = 2;
+    finish_call(index, last_tail);
+}
+
+void step_list(std::size_t index)
+{
+    Frame *f = &frames[index];
+    bool whole = !too_deep;
+    while (PpToken *t = f->prev->next) {
+        if (too_deep) {
+            whole = false;
+            break;
+        }
+        if (t->kind != TK_IDENT || t->no_expand) {
+            f->prev = t;
+            continue;
+        }
+        if (int code = builtin_code(t)) {
+            PpToken *next = expand_builtin(f->prev, code, f->mode);
+            f = &frames[index];  // a _Pragma may have expanded lines of its own
+            if (next != t)
+                f->replaced = true;
+            f->prev = next;
+            continue;
+        }
+        Macro *m = lookup_macro(t);
+        if (!m) {
+            f->prev = t;
+            continue;
+        }
+        if (m->state & f->mode) {
+            t->no_expand = 1;
+            f->prev = t;
+            continue;
+        }
+        m->used = 1;
+        StartResult r = start_call(f->prev, t, m, f->mode);
+        if (r == START_PUSHED)
+            return;  // this frame resumes when the call is done
+        f = &frames[index];
+        if (r == START_STOP) {
+            whole = false;
+            break;
+        }
+        f->prev = t;
+    }
+    last_result = f->replaced;
+    last_tail = whole && f->prev != f->t ? f->prev : nullptr;
+    --frame_count;
 }
 
 void read_clock()
@@ -748,7 +933,7 @@ PpToken *expand_defined(PpToken *link, int mode)
 
 }  // namespace
 
-__attribute__((noinline)) PpToken *expand_builtin(PpToken *link, int code, int mode)
+PpToken *expand_builtin(PpToken *link, int code, int mode)
 {
     PpToken *t = link->next;
     char number[24];
@@ -807,57 +992,28 @@ int expand_list(PpToken *link, int mode)
         clear_marks();
         too_deep = false;
     }
-    if (too_deep)
-        return 0;
-    if (expansion_depth >= EXPANSION_DEPTH_MAX) {
-        report("macro expansion nested too deeply");
-        too_deep = true;
-        return 0;
+    // A call from inside an expansion (a _Pragma's operand) runs on the
+    // same stack, above the frames of the expansion that is under way.
+    std::size_t base = frame_count;
+    push_list(link, mode);
+    while (frame_count > base) {
+        std::size_t top = frame_count - 1;
+        if (frames[top].kind == FRAME_LIST)
+            step_list(top);
+        else
+            step_call(top);
     }
-    ++expansion_depth;
-    int replaced = 0;
-    PpToken *prev = link;
-    while (PpToken *t = prev->next) {
-        if (t->kind != TK_IDENT || t->no_expand) {
-            prev = t;
-            continue;
-        }
-        if (int code = builtin_code(t)) {
-            PpToken *next = expand_builtin(prev, code, mode);
-            if (next != t)
-                replaced = 1;
-            prev = next;
-            continue;
-        }
-        Macro *m = lookup_macro(t);
-        if (!m) {
-            prev = t;
-            continue;
-        }
-        if (m->state & mode) {
-            t->no_expand = 1;
-            prev = t;
-            continue;
-        }
-        m->used = 1;
-        bool did = false, stop = false;
-        prev = expand_macro(prev, t, m, mode, &did, &stop);
-        if (stop || too_deep)
-            break;
-        if (did) {
-            replaced = 1;
-            if (mode == 0)
-                clear_marks();
-        }
-    }
-    --expansion_depth;
-    return replaced;
+    return last_result;
 }
 
 void expansion_reset()
 {
     clear_marks();
-    expansion_depth = 0;
+    release(frames);
+    frames = nullptr;
+    frame_count = frame_capacity = 0;
+    last_result = 0;
+    expansion_nesting_limit = EXPANSION_NESTING_DEFAULT;
     too_deep = false;
     date_text[0] = time_text[0] = 0;
     in_directive = false;

@@ -65,5 +65,13 @@ int expand_list(PpToken *link, int mode);
 // scanning goes on.
 PpToken *expand_builtin(PpToken *link, int code, int mode);
 
+// Expansion keeps its nesting on a stack of its own in memory, one or two
+// frames a level: a chain of macros naming each other, or calls nested in
+// arguments. Past this many levels "macro expansion nested too deeply" is
+// reported and the rest of the line is left as it stands, so that memory
+// cannot run out. Tests lower it to reach the limit cheaply.
+constexpr std::int32_t EXPANSION_NESTING_DEFAULT = 1000000;
+extern std::int32_t expansion_nesting_limit;
+
 void macros_reset();
 void expansion_reset();

@@ -3,6 +3,7 @@
 // whole and written back as text.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <deque>
 #include <string>
@@ -91,6 +92,37 @@ TEST_F(MacroTest, CallsRunningOnOverLines)
     EXPECT_EQ(messages(), "#error zpc " + path + ":2 bad invocation of macro f\n");
 }
 
+// A call that never closes pulls in lines until the line buffer is full:
+// then the line waiting to be joined is not read, and is read afresh after
+// the call is given up. Swept so that the joined text ends at every offset
+// around the end of the buffer.
+TEST_F(MacroTest, CallsRunningOnFillTheLineBufferSafely)
+{
+    for (int pad = 0; pad < 12; ++pad) {
+        TearDown();
+        SetUp();
+        define("X(a) a");
+        std::string text = std::string(pad, ' ') + "(\n";
+        for (int i = 0; i < 3000; ++i)
+            text += "aaaaaaaaa(\n";
+        text += "last\n";
+        open_text(text);
+        std::string first = expand("X");
+        EXPECT_EQ(first.substr(0, 2), "X ") << pad;
+        std::string all = messages();
+        EXPECT_NE(all.find("line too long\n"), std::string::npos) << pad;
+        EXPECT_NE(all.find("bad invocation of macro X\n"), std::string::npos) << pad;
+        // The lines after the full buffer are read afresh, and nothing is lost.
+        std::size_t opened = static_cast<std::size_t>(std::count(first.begin(), first.end(), '('));
+        std::string rest;
+        while (char *line = read_logical_line(false))
+            rest += line;
+        opened += static_cast<std::size_t>(std::count(rest.begin(), rest.end(), '('));
+        EXPECT_EQ(opened, 3001u) << pad;
+        EXPECT_NE(rest.find("last\n"), std::string::npos) << pad;
+    }
+}
+
 TEST_F(MacroTest, ArgumentCounts)
 {
     define("two(a,b) [a|b]");
@@ -109,6 +141,8 @@ TEST_F(MacroTest, ArgumentCounts)
     define("w(...) {__VA_ARGS__}");
     EXPECT_EQ(expand("two(1) two() two(,2) two(,)"), "[1|] [|] [|2] [|]");
     EXPECT_EQ(expand("v(1) v(1,2,3) v() w() w(1,(2,3))"), "<1|> <1|2,3> <|> {} {1,(2,3)}");
+    // The variable part keeps a comma it begins with.
+    EXPECT_EQ(expand("v(1,,2) w(,a) w(,) v(1,,)"), "<1|,2> {,a} {,} <1|,>");
     EXPECT_EQ(messages(), "");
     define("bad(..., x) x");
     define("ok(void) 1");
@@ -149,6 +183,12 @@ TEST_F(MacroTest, StringizingAndPasting)
               "#error zpc :0 missing ## argument in macro s\n#error zpc :0 bad # argument in macro t\n");
     EXPECT_EQ(expand("str(\\)"), "\"\\\"");
     EXPECT_EQ(messages(), "#error zpc :0 unbalanced \" in string constant\n");
+    // '#' in an object-like body must be followed by a parameter too,
+    // which it can never be.
+    define("H #a");
+    define("H2 a #");
+    EXPECT_EQ(expand("H H2"), "#a a #");
+    EXPECT_EQ(messages(), "#error zpc :0 bad # argument in macro H\n#error zpc :0 bad # argument in macro H2\n");
     EXPECT_EQ(expand("cat(/,*)"), "/##*");
     EXPECT_EQ(messages(), "#error zpc :0 bad ## arguments in macro cat\n");
 
@@ -247,17 +287,40 @@ TEST_F(MacroTest, NoBlowUp)
     free_pp_list(list);
     EXPECT_EQ(count, 5 << 12);
 
-    for (int i = 0; i < 1400; ++i)
-        define("C" + std::to_string(i) + " C" + std::to_string(i + 1));
-    define("C1400 end");
-    EXPECT_EQ(expand("C0"), "end");
-
-    // A chain deeper than the expansion allows stops with a message.
+    // Nesting does not use the machine's stack: a chain of 100,000 macros
+    // each naming the next, and 5,000 calls nested in arguments, give
+    // their whole result.
     for (int i = 0; i < 100000; ++i)
         define("D" + std::to_string(i) + " D" + std::to_string(i + 1));
-    std::string deep = expand("D0 X");
-    EXPECT_EQ(deep.rfind("D", 0), 0u);
-    EXPECT_EQ(messages(), "#error zpc :0 macro expansion nested too deeply\n");
+    EXPECT_EQ(expand("D0 X"), "D100000 (1+2)");
+    define("f(x) [x]");
+    define("g(x) x");
+    std::string nested, brackets;
+    for (int i = 0; i < 5000; ++i)
+        nested += "f(g(";
+    nested += "Y";
+    for (int i = 0; i < 5000; ++i) {
+        nested += "))";
+        brackets += "[";
+    }
+    brackets += "2" + std::string(5000, ']');
+    EXPECT_EQ(expand(nested), brackets);
+    EXPECT_EQ(messages(), "");
+
+    // The limit, swept across: a chain of n macros nests n levels (the
+    // top line is one more).
+    for (int limit = 98; limit <= 102; ++limit) {
+        expansion_nesting_limit = limit;
+        std::string result = expand("D" + std::to_string(100000 - 100) + " X");
+        if (limit > 100) {
+            EXPECT_EQ(result, "D100000 (1+2)") << limit;
+            EXPECT_EQ(messages(), "") << limit;
+        } else {
+            EXPECT_EQ(result.rfind("D", 0), 0u) << limit;
+            EXPECT_EQ(result.find("(1+2)"), std::string::npos) << "the rest of the line is left: " << limit;
+            EXPECT_EQ(messages(), "#error zpc :0 macro expansion nested too deeply\n") << limit;
+        }
+    }
 }
 
 }  // namespace
