@@ -8,6 +8,7 @@
 #include "driver/options.h"
 #include "host/host.h"
 #include "decl/names.h"
+#include "decl/types.h"
 #include "lexer/constants.h"
 #include "lexer/pptoken.h"
 #include "lexer/token.h"
@@ -104,6 +105,7 @@ int zpc_run(int argc, char **argv, const RunHooks *hooks)
     if (!open_outputs(input_name, !(hooks && hooks->output_to_stdout)))
         return 1;
     apply_late_implications();
+    types_init();
 
     add_input_directory();
     include_search_list = build_search_list(&include_list, &include_search_capacity);
@@ -149,5 +151,6 @@ void zpc_reset()
     macros_reset();
     pp_tokens_reset();
     constants_reset();
+    types_reset();
     names_reset();
 }

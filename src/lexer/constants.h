@@ -30,6 +30,11 @@ PoolEntry *pool_intern(const void *bytes, std::size_t length);
 // One user less; the entry leaves the pool when it had only one.
 void pool_release(PoolEntry *entry);
 
+// The declaration side names the same pool by what it holds for it: string
+// literals (the bytes of floating constants share it).
+using StringLiteral = PoolEntry;
+inline StringLiteral *pool_string(const void *bytes, std::size_t length) { return pool_intern(bytes, length); }
+
 inline PoolEntry *token_pool_entry(const Token *t) { return reinterpret_cast<PoolEntry *>(t->value); }
 
 void convert_number(Token *token, const PpToken *pp);
