@@ -59,6 +59,10 @@ bool open_sources()
 
 int finish_run(int status)
 {
+    // A run that ends before its outputs were settled settles them now,
+    // so that messages held for the error file reach it.
+    if (!commit_outputs(input_name ? input_name : ""))
+        status = 1;
     if (error_file_name && error_stream && error_stream != stderr) {
         std::fclose(error_stream);
         error_stream = nullptr;
