@@ -580,42 +580,34 @@ std::size_t frame_count = 0, frame_capacity = 0;
 int last_result = 0;
 PpToken *last_tail = nullptr;  // null when the list was left before its end
 
+// A new, cleared frame on top of the stack.
+Frame &push_frame(FrameKind kind)
+{
+    if (frame_count == frame_capacity) {
+        frame_capacity = frame_capacity ? frame_capacity * 2 : 64;
+        frames = static_cast<Frame *>(reallocate(frames, frame_capacity * sizeof(Frame)));
+    }
+    Frame &f = frames[frame_count++];
+    f = Frame{};
+    f.kind = kind;
+    return f;
+}
+
 void push_list(PpToken *link, int mode)
 {
+    if (!too_deep && frame_count >= static_cast<std::size_t>(expansion_nesting_limit) * 2) {
+        report("macro expansion nested too deeply");
+        too_deep = true;
+    }
     if (too_deep) {
         last_result = 0;
         last_tail = nullptr;
         return;
     }
-    if (frame_count >= static_cast<std::size_t>(expansion_nesting_limit) * 2) {
-        report("macro expansion nested too deeply");
-        too_deep = true;
-        last_result = 0;
-        last_tail = nullptr;
-        return;
-    }
-    if (frame_count == frame_capacity) {
-        frame_capacity = frame_capacity ? frame_capacity * 2 : 64;
-        frames = static_cast<Frame *>(reallocate(frames, frame_capacity * sizeof(Frame)));
-    }
-    Frame &f = frames[frame_count++];
-    f = Frame{};
-    f.kind = FRAME_LIST;
+    Frame &f = push_frame(FRAME_LIST);
     f.prev = link;
     f.t = link;
     f.mode = static_cast<std::int8_t>(mode);
-}
-
-Frame &push_call()
-{
-    if (frame_count == frame_capacity) {
-        frame_capacity = frame_capacity ? frame_capacity * 2 : 64;
-        frames = static_cast<Frame *>(reallocate(frames, frame_capacity * sizeof(Frame)));
-    }
-    Frame &f = frames[frame_count++];
-    f = Frame{};
-    f.kind = FRAME_CALL;
-    return f;
 }
 
 enum StartResult { START_NOT_A_CALL, START_STOP, START_PUSHED };
@@ -659,7 +651,7 @@ StartResult start_call(PpToken *prev, PpToken *t, Macro *m, int mode)
     }
     apply_hash_operators(m, head, call.args ? &call : nullptr);
 
-    Frame &f = push_call();
+    Frame &f = push_frame(FRAME_CALL);
     f.prev = prev;
     f.t = t;
     f.after = after;
