@@ -9,6 +9,7 @@
 #include "host/host.h"
 #include "decl/names.h"
 #include "decl/types.h"
+#include "expr/tree.h"
 #include "lexer/constants.h"
 #include "lexer/pptoken.h"
 #include "lexer/token.h"
@@ -155,6 +156,7 @@ void zpc_reset()
     macros_reset();
     pp_tokens_reset();
     constants_reset();
+    tree_reset();
     types_reset();
     names_reset();
 }

@@ -1,0 +1,106 @@
+#include "expr/fold.h"
+
+#include <cstring>
+
+#include "decl/types.h"
+#include "driver/options.h"
+#include "expr/tree.h"
+#include "lexer/constants.h"
+
+std::uint32_t reduce_value(std::uint32_t value, unsigned kind)
+{
+    if (no_const_cast)
+        return value;
+    switch (kind) {
+    case KIND_CHAR:
+        return static_cast<std::uint32_t>(static_cast<std::int32_t>(static_cast<std::int8_t>(value & 0xFF)));
+    case KIND_UCHAR:
+        return value & 0xFF;
+    case KIND_SHORT:
+    case KIND_INT:
+        return static_cast<std::uint32_t>(static_cast<std::int32_t>(static_cast<std::int16_t>(value & 0xFFFF)));
+    case KIND_USHORT:
+    case KIND_UINT:
+        return value & 0xFFFF;
+    default:
+        return value;
+    }
+}
+
+void reduce_to_type(Node *leaf, const Type *type) { leaf->value = reduce_value(leaf->value, type->kind); }
+
+double float_constant_value(const Node *leaf)
+{
+    double value = 0;
+    if (leaf->literal && leaf->literal->length == sizeof value)
+        std::memcpy(&value, leaf->literal->bytes, sizeof value);
+    return value;
+}
+
+void set_float_constant(Node *leaf, double value, Type *type)
+{
+    PoolEntry *entry = pool_intern(&value, sizeof value);
+    if ((leaf->leaf & LEAF_LITERAL) && leaf->literal)
+        pool_release(leaf->literal);
+    leaf->literal = entry;
+    leaf->leaf = static_cast<std::uint8_t>(LEAF_LITERAL | (leaf->leaf & (LEAF_ZERO_DIVISOR | LEAF_ZERO_MODULUS)));
+    leaf->value = 0;
+    leaf->type = type;
+}
+
+void int_to_float_constant(Node *leaf, Type *type)
+{
+    std::uint32_t v = leaf->value;
+    double value;
+    switch (leaf->type->kind) {
+    case KIND_UCHAR:
+    case KIND_BITS8:
+        value = v & 0xFF;
+        break;
+    case KIND_USHORT:
+    case KIND_UINT:
+    case KIND_BITS16:
+    case KIND_BITSINT:
+        value = v & 0xFFFF;
+        break;
+    case KIND_ULONG:
+    case KIND_BITS32:
+        value = v;
+        break;
+    default:
+        value = static_cast<std::int32_t>(v);
+        break;
+    }
+    // The saved position of a zero divisor moves out of `left`, which
+    // takes the pool entry.
+    SavedPosition *position = zero_divisor_position(leaf);
+    leaf->left = nullptr;
+    leaf->leaf &= LEAF_ZERO_DIVISOR | LEAF_ZERO_MODULUS;
+    set_float_constant(leaf, value, type);
+    leaf->float_position = position;
+}
+
+std::uint32_t float_to_integer(double value)
+{
+    // Out of range, a hardware conversion gives the lowest value of its
+    // width: 0x80000000 for 32 bits, low 32 bits 0 for 64 bits.
+    constexpr double two_to_64 = 18446744073709551616.0;
+    if (value >= 0)
+        return value < two_to_64 ? static_cast<std::uint32_t>(static_cast<std::uint64_t>(value)) : 0;
+    if (value > -2147483649.0)
+        return static_cast<std::uint32_t>(static_cast<std::int32_t>(value));
+    return 0x80000000u;  // also a NaN
+}
+
+void float_to_int_constant(Node *leaf, Type *type)
+{
+    std::uint32_t value = float_to_integer(float_constant_value(leaf));
+    SavedPosition *position = zero_divisor_position(leaf);
+    if (leaf->literal)
+        pool_release(leaf->literal);
+    leaf->leaf &= LEAF_ZERO_DIVISOR | LEAF_ZERO_MODULUS;
+    leaf->position = position;
+    leaf->value_node = nullptr;
+    leaf->value = value;
+    leaf->type = type;
+}

@@ -1,0 +1,33 @@
+// Constant folds shared by the checks: integer constants reduced to the
+// width of their type, and conversions between integer and floating
+// constants. Floating constants hold one use of a constant-pool entry with
+// their value as an 8-byte double.
+#pragma once
+#include <cstdint>
+
+struct Node;
+struct Type;
+
+// `value` reduced to the width of `kind`: char sign-extended from 8 bits,
+// unsigned char its low 8 bits, short and int sign-extended from 16 bits,
+// their unsigned kinds the low 16 bits; other kinds unchanged. Under -cc
+// nothing is reduced.
+std::uint32_t reduce_value(std::uint32_t value, unsigned kind);
+// The integer constant leaf's value reduced to the width of `type`.
+void reduce_to_type(Node *leaf, const Type *type);
+
+// The double of a floating constant leaf.
+double float_constant_value(const Node *leaf);
+// `leaf` made a floating constant of `type` holding `value`; an entry it
+// held before loses its use.
+void set_float_constant(Node *leaf, double value, Type *type);
+// An integer constant leaf turned into the floating constant of `type`,
+// its value read as signed or unsigned by its own kind. A zero-divisor
+// mark carries over.
+void int_to_float_constant(Node *leaf, Type *type);
+// The integer a cast of `value` to an integer type gives: truncated toward
+// zero, through 64 bits when not negative and through 32 bits otherwise.
+std::uint32_t float_to_integer(double value);
+// A floating constant leaf turned into the integer constant of `type`;
+// its value is not reduced to the width of `type`.
+void float_to_int_constant(Node *leaf, Type *type);
