@@ -1,5 +1,7 @@
 #include "expr/check.h"
 
+#include <cstdint>
+
 #include "decl/types.h"
 #include "driver/diagnostics.h"
 #include "driver/options.h"
@@ -193,4 +195,303 @@ Node *check_cast(Node *node)
     default:
         return cast_to_integer(node);
     }
+}
+
+namespace {
+
+// Symbol flag: the address was taken only to reach a member.
+constexpr std::uint32_t SYM_MEMBER_ADDRESSED = 0x10;
+
+Type *integer_type_of(Type *t)
+{
+    if (t->kind != KIND_ENUM)
+        return t;
+    return t->of ? t->of : &type_int;
+}
+
+Type *pointer_to(Type *of, std::uint16_t attr)
+{
+    Type *p = new_type(KIND_POINTER, of);
+    p->attr = attr;
+    return p;
+}
+
+bool is_bitfield(const Type *t) { return is_integer_kind(t->kind) && (t->kind & KIND_BITFIELD_BIT); }
+
+// The unary promotion of `-`, `~` and unary `+`: the small kinds and an
+// int-sized bit-field become int, unsigned short becomes unsigned int.
+Type *unary_promoted_type(Type *t)
+{
+    if (t->kind == KIND_USHORT)
+        return &type_uint;
+    if (t->kind < KIND_INT || t->kind == KIND_BITSINT)
+        return &type_int;
+    return t;
+}
+
+Node *unary_promote(Node *n) { return convert_to(n, unary_promoted_type(n->type)); }
+
+// `-` and `~` of a node that passed the type test: constants fold, the
+// operator applied twice gives the operand back, and what stays an
+// operator node has its operand promoted.
+Node *finish_negation(Node *node)
+{
+    Node *operand = node->left;
+    if (is_int_constant(operand)) {
+        if (node->op == OP_NEG)
+            negate_int_constant(operand);
+        else
+            complement_int_constant(operand);
+        return unary_promote(operand);
+    }
+    if (node->op == OP_NEG && is_float_constant(operand) && negate_float_constant(operand))
+        return operand;
+    if (operand->op == node->op) {
+        Node *inner = operand->left;
+        inner->flags |= NODE_RVALUE;
+        return unary_promote(inner);
+    }
+    if (node->op == OP_NEG && operand->op == OP_SUB) {
+        Node *left = operand->left;
+        operand->left = operand->right;
+        operand->right = left;
+        return unary_promote(operand);
+    }
+    node->left = unary_promote(operand);
+    node->type = node->left->type;
+    return node;
+}
+
+Node *check_indirection(Node *node)
+{
+    Node *operand = node->left;
+    Node *result = node;
+    if (operand->op == OP_ADDR && operand->left->op != OP_CALL && operand->type->kind == KIND_POINTER) {
+        // *&x is x again, read as the type the address pointed to.
+        result = operand->left;
+        result->type = integer_type_of(operand->type->of);
+    } else {
+        if (operand->type->kind == KIND_ARRAY || operand->type->kind == KIND_FUNCTION)
+            decay(operand);
+        Type *t = operand->type;
+        if (t->kind != KIND_POINTER) {
+            report("invalid indirection operand");
+            node->type = t;
+        } else if (t->of->kind == KIND_VOID) {
+            report("invalid indirection operand");
+            node->type = t->of;
+        } else {
+            node->type = integer_type_of(t->of);
+            // The read of a constant address becomes the leaf itself, unless
+            // the object needs the indirection kept: a const, volatile,
+            // far or user-space object not declared as a function.
+            bool keep = !(t->attr & ATTR_FUNCDECL) &&
+                        ((t->attr & (ATTR_CONST | ATTR_VOLATILE | ATTR_USER_SPACES)) || (t->attr & ATTR_SPACE) == SPACE_FAR);
+            if (is_address_value(operand) && !(operand->leaf & LEAF_LVALUE) && !keep) {
+                operand->type = node->type;
+                operand->leaf |= LEAF_LVALUE;
+                operand->flags &= static_cast<std::uint8_t>(~NODE_RETYPED);
+                result = operand;
+            }
+        }
+    }
+    result->flags &= static_cast<std::uint8_t>(~NODE_RVALUE);
+    return result;
+}
+
+bool is_temporary(const Symbol *s)
+{
+    return s->name && s->name->length >= 2 && s->name->chars[0] == '.' && s->name->chars[1] == 't';
+}
+
+// A compound literal's (initializer, temporary) pair.
+bool is_compound_literal_pair(const Node *n)
+{
+    const Node *temp = n->right;
+    return n->op == OP_COMMA && temp && temp->op == OP_LEAF && (temp->leaf & (LEAF_SYMBOL | LEAF_LVALUE)) == (LEAF_SYMBOL | LEAF_LVALUE) &&
+           is_temporary(temp->symbol);
+}
+
+void mark_address_taken(Symbol *s, bool member)
+{
+    s->flags |= member ? SYM_MEMBER_ADDRESSED : SYM_ADDRESSED | SYM_MEMBER_ADDRESSED;
+}
+
+Node *check_address(Node *node, bool member)
+{
+    Node *operand = node->left;
+    if (operand->flags & NODE_RVALUE)
+        report("invalid lvalue");
+    if (is_bitfield(operand->type)) {
+        report("invalid address type");
+        node->type = pointer_to(&type_int, 0);
+        return node;
+    }
+    if (operand->op == OP_DEREF) {
+        // &*p is p, pointing to what *p read.
+        Node *p = operand->left;
+        std::uint16_t attr = p->type->kind == KIND_POINTER ? p->type->attr : 0;
+        p->type = pointer_to(operand->type, attr);
+        if (member)
+            p->flags &= static_cast<std::uint8_t>(~NODE_RVALUE);
+        return p;
+    }
+    if (c99_mode && is_compound_literal_pair(operand)) {
+        Node *temp = operand->right;
+        temp->type = pointer_to(temp->type, temp->symbol->attr);
+        temp->leaf &= static_cast<std::uint8_t>(~LEAF_LVALUE);
+        mark_address_taken(temp->symbol, member);
+        operand->type = temp->type;
+        return operand;
+    }
+    if (operand->op != OP_LEAF) {
+        if (!(operand->op == OP_CALL && is_struct_or_union_kind(operand->type->kind)))
+            report("invalid address expression");
+        node->type = pointer_to(operand->type, 0);
+        return node;
+    }
+    bool symbol = operand->leaf & LEAF_SYMBOL;
+    if (!(operand->leaf & LEAF_LVALUE))
+        report("invalid address operand");
+    else if (symbol && (operand->symbol->sclass == SC_REGISTER || operand->symbol->sclass == SC_REGARG))
+        report("invalid address operand");
+    operand->type = pointer_to(operand->type, symbol ? operand->symbol->attr : 0);
+    if (symbol)
+        mark_address_taken(operand->symbol, member);
+    operand->leaf &= static_cast<std::uint8_t>(~LEAF_LVALUE);
+    return operand;
+}
+
+bool is_scalar_kind(unsigned kind)
+{
+    return kind <= KIND_DOUBLE || kind == KIND_POINTER || kind == KIND_ARRAY || kind == KIND_FUNCTION;
+}
+
+bool is_condition_op(unsigned op) { return is_comparison_op(op) || op == OP_ANDAND || op == OP_OROR; }
+
+bool is_signed_integer_kind(unsigned kind) { return is_integer_kind(kind) && !(kind & KIND_UNSIGNED_BIT); }
+
+// The bytes a value of type `t` takes in the truncation test: floating
+// types count double, a bit-field by the unit its width fills.
+std::int32_t transfer_size(const Type *t)
+{
+    if (is_bitfield(t))
+        return t->bit_width <= 8 ? 1 : t->bit_width <= 16 ? 2 : 4;
+    std::int32_t size = type_size(t);
+    return is_floating_kind(t->kind) ? 2 * size : size;
+}
+
+}  // namespace
+
+Node *check_unary(Node *node)
+{
+    if (node->op == OP_ADDR)
+        return check_address(node, false);
+    node->left = fetch_value(&node->left);
+    Node *operand = node->left;
+    switch (node->op) {
+    case OP_DEREF:
+        return check_indirection(node);
+    case OP_NEG:
+    case OP_COMPL:
+        node->type = operand->type;
+        if (node->op == OP_NEG ? operand->type->kind <= KIND_DOUBLE : operand->type->kind < 0x4C)
+            return finish_negation(node);
+        break;
+    case OP_NOT:
+        if (is_int_constant(operand))
+            return make_int_constant(node, operand->value == 0);
+        if (Node *condition = make_condition(&node->left))
+            return negate_condition(condition);
+        node->type = &type_int;
+        break;
+    default:
+        return node;
+    }
+    report("invalid operand type");
+    return node;
+}
+
+Node *check_member_address(Node *node) { return check_address(node, true); }
+
+Node *check_binary(Node *node)
+{
+    // The place of the binary check, not built yet: a comparison only
+    // gets its type, every other node is returned as it was built.
+    if (is_comparison_op(node->op))
+        node->type = &type_int;
+    return node;
+}
+
+Node *make_condition(Node **slot)
+{
+    if (!is_scalar_kind((*slot)->type->kind))
+        return nullptr;
+    Node **top = slot;
+    while ((*slot)->op == OP_COMMA) {
+        (*slot)->type = &type_int;
+        slot = &(*slot)->right;
+    }
+    Node *t = *slot;
+    if (t->type->kind == KIND_ARRAY || t->type->kind == KIND_FUNCTION)
+        decay(t);
+    if (t->op == OP_COND && is_int_constant(t->value_node) && is_int_constant(t->right)) {
+        // t ? 1 : 0 is t, t ? 0 : k is !t.
+        if (t->right->value == 0 && t->value_node->value != 0)
+            t = t->left;
+        else if (t->value_node->value == 0 && t->right->value != 0)
+            t = negate_condition(t->left);
+    }
+    if (!is_condition_op(t->op)) {
+        if (t->op == OP_ASSIGN && is_int_constant(t->right) && check_level != 0)
+            report("W4constant assignment in a test");
+        if ((t->op == OP_AND || t->op == OP_OR) && is_comparison_op(t->left->op) && is_comparison_op(t->right->op) &&
+            same_tree(t->right, t->right, true)) {
+            // Both sides are 0 or 1: the bitwise operator is the logical one.
+            t->op = t->op == OP_AND ? OP_ANDAND : OP_OROR;
+            t->type = &type_int;
+        } else {
+            Node *test = new_node(OP_NE);
+            test->type = &type_int;
+            test->left = t;
+            test->right = make_int_constant(nullptr, 0);
+            t = check_binary(test);
+        }
+    }
+    if (t->op == OP_EQ || t->op == OP_NE)
+        t = simplify_bit_test(t);
+    *slot = t;
+    return *top;
+}
+
+void range_check(unsigned op, const Type *target, Node *value)
+{
+    const Type *t = target->kind == KIND_ENUM ? (target->of ? target->of : &type_int) : target;
+    if (is_int_constant(value) && !is_floating_kind(t->kind)) {
+        std::int32_t bits = is_bitfield(t) ? t->bit_width : 8 * type_size(t);
+        if (is_signed_integer_kind(t->kind))
+            --bits;
+        std::uint32_t v = value->value;
+        if (is_signed_integer_kind(value->type->kind) && static_cast<std::int32_t>(v) < 0)
+            v = ~v;
+        if (bits >= 0 && bits < 32 && (v >> bits) != 0)
+            report("W2value out of range");
+        return;
+    }
+    if (value->type->kind == KIND_ARRAY || value->type->kind == KIND_FUNCTION)
+        decay(value);
+    const Type *s = value->type;
+    bool compound = is_compound_assign_op(op) || op == OP_POSTINC || op == OP_POSTDEC;
+    if (t->kind == KIND_POINTER && s->kind != KIND_POINTER && compound)
+        return;
+    if (is_bitfield(t)) {
+        if (is_bitfield(s) && s->bit_width > t->bit_width)
+            report("W1truncating assignment");
+        return;
+    }
+    // Aggregates and void have checks of their own; their sizes are not
+    // compared here.
+    auto sized = [](const Type *x) { return x->kind <= KIND_DOUBLE || x->kind == KIND_POINTER; };
+    if (sized(t) && sized(s) && transfer_size(s) > transfer_size(t))
+        report("W1truncating assignment");
 }

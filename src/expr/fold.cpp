@@ -104,3 +104,34 @@ void float_to_int_constant(Node *leaf, Type *type)
     leaf->value = value;
     leaf->type = type;
 }
+
+namespace {
+
+std::uint32_t reduce_unary_result(std::uint32_t value, unsigned kind)
+{
+    // The result has the promoted type: the narrow kinds become int.
+    if (kind == KIND_CHAR || kind == KIND_UCHAR || kind == KIND_SHORT)
+        kind = KIND_INT;
+    return reduce_value(value, kind);
+}
+
+}  // namespace
+
+void negate_int_constant(Node *leaf) { leaf->value = reduce_unary_result(0u - leaf->value, leaf->type->kind); }
+
+void complement_int_constant(Node *leaf) { leaf->value = reduce_unary_result(~leaf->value, leaf->type->kind); }
+
+bool negate_float_constant(Node *leaf)
+{
+    double value = float_constant_value(leaf);
+    if (value != value)
+        return false;
+    set_float_constant(leaf, -value, leaf->type);
+    return true;
+}
+
+Node *simplify_bit_test(Node *condition)
+{
+    // Not built yet: the shift-and-mask tests are left as they are.
+    return condition;
+}

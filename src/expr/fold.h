@@ -31,3 +31,18 @@ std::uint32_t float_to_integer(double value);
 // A floating constant leaf turned into the integer constant of `type`;
 // its value is not reduced to the width of `type`.
 void float_to_int_constant(Node *leaf, Type *type);
+
+// The unary folds of integer constants: the value negated or complemented,
+// then reduced to 16 bits (sign-extended for char, unsigned char, short and
+// int, zero-extended for their unsigned kinds; other kinds unchanged, and
+// nothing under -cc).
+void negate_int_constant(Node *leaf);
+void complement_int_constant(Node *leaf);
+// A floating constant leaf negated, its pool entry replaced; false (and the
+// leaf unchanged) for a NaN.
+bool negate_float_constant(Node *leaf);
+
+// The bit-test rewrite of an `==` or `!=` condition, such as
+// `((x & m) >> n) == 0` into `(x & m) == 0`: the condition or its
+// replacement.
+Node *simplify_bit_test(Node *condition);
