@@ -9,6 +9,8 @@
 #include "host/host.h"
 #include "decl/names.h"
 #include "decl/types.h"
+#include "expr/check.h"
+#include "expr/parse.h"
 #include "expr/tree.h"
 #include "lexer/constants.h"
 #include "lexer/pptoken.h"
@@ -156,7 +158,9 @@ void zpc_reset()
     macros_reset();
     pp_tokens_reset();
     constants_reset();
+    parse_reset();
     tree_reset();
+    check_reset();
     types_reset();
     names_reset();
 }

@@ -8,6 +8,38 @@
 #include "expr/fold.h"
 #include "expr/tree.h"
 
+Type *integer_type_of(Type *t)
+{
+    if (t->kind != KIND_ENUM)
+        return t;
+    return t->of ? t->of : &type_int;
+}
+
+Type *argument_widened_type(Type *type, bool for_argument)
+{
+    type = integer_type_of(type);
+    switch (type->kind) {
+    case 0x01:
+    case KIND_CHAR:
+    case KIND_UCHAR:
+    case KIND_BITS8:
+    case KIND_SHORT:
+    case KIND_BITS16:
+        return &type_int;
+    case KIND_USHORT:
+    case KIND_BITSINT:
+        return &type_uint;
+    case KIND_BITS32:
+        return &type_ulong;
+    case KIND_FLOAT:
+        return for_argument && !single_float ? &type_double : type;
+    case KIND_POINTER:
+        return for_argument && (type->attr & ATTR_SPACE) == SPACE_TINY ? &type_uint : type;
+    default:
+        return type;
+    }
+}
+
 namespace {
 
 // A pointer's space with no space counting as near. The codes rise with
@@ -202,12 +234,6 @@ namespace {
 // Symbol flag: the address was taken only to reach a member.
 constexpr std::uint32_t SYM_MEMBER_ADDRESSED = 0x10;
 
-Type *integer_type_of(Type *t)
-{
-    if (t->kind != KIND_ENUM)
-        return t;
-    return t->of ? t->of : &type_int;
-}
 
 Type *pointer_to(Type *of, std::uint16_t attr)
 {
@@ -414,13 +440,444 @@ Node *check_unary(Node *node)
 
 Node *check_member_address(Node *node) { return check_address(node, true); }
 
+std::uint32_t sequence_counter = 0;
+std::int32_t conditional_depth = 0;
+std::int32_t conditional_operand_depth = 0;
+
+void check_reset()
+{
+    sequence_counter = 0;
+    conditional_depth = 0;
+    conditional_operand_depth = 0;
+}
+
+namespace {
+
+bool is_pointer(const Type *t) { return t->kind == KIND_POINTER; }
+
+bool is_zero_constant(const Node *n) { return is_int_constant(n) && n->value == 0; }
+
+bool is_assignment_code(unsigned op)
+{
+    return op == OP_ASSIGN || is_compound_assign_op(op) || op == OP_POSTINC || op == OP_POSTDEC;
+}
+
+// The type a binary operator computes an operand in; the operand itself
+// is not converted. `float` is not widened.
+Type *binary_promoted_type(Type *t) { return argument_widened_type(t, false); }
+
+// The higher of two promoted types: int ranks as short and unsigned int
+// as unsigned short, so that int < unsigned int < long < unsigned long <
+// float < double. On equal ranks the right operand's type is taken.
+Type *higher_type(Type *left, Type *right)
+{
+    auto rank = [](unsigned kind) {
+        if (kind == KIND_INT)
+            return static_cast<unsigned>(KIND_SHORT);
+        if (kind == KIND_UINT)
+            return static_cast<unsigned>(KIND_USHORT);
+        return kind;
+    };
+    return rank(left->kind) > rank(right->kind) ? left : right;
+}
+
+// An integer operand of pointer arithmetic multiplied by the size of what
+// the pointer points to.
+Node *scale_index(Node *index, std::int32_t size)
+{
+    if (is_int_constant(index)) {
+        index->value *= static_cast<std::uint32_t>(size);
+        return index;
+    }
+    if (size <= 1)
+        return index;
+    Node *product = new_node(OP_MUL);
+    product->left = index;
+    product->right = make_int_constant(nullptr, size);
+    return check_binary(product);
+}
+
+// The unsigned integer type of a bit-field's unit: what `++` and `--`
+// of the field yield.
+Type *bitfield_unit_type(const Type *t)
+{
+    switch (t->kind) {
+    case KIND_BITS8: return &type_uchar;
+    case KIND_BITS16: return &type_ushort;
+    case KIND_BITSINT: return &type_uint;
+    default: return &type_ulong;
+    }
+}
+
+// `field = y & k` where k keeps every bit of the field, possibly under
+// casts (or retyped nodes) wide enough for the field: the field truncates
+// anyway, so the value is `y`.
+Node *drop_field_mask(Node *value, const Type *field)
+{
+    std::uint32_t mask = field->bit_width >= 32 ? 0xFFFFFFFFu : (1u << field->bit_width) - 1;
+    Node *n = value;
+    for (;;) {
+        if (8 * type_size(n->type) < field->bit_width)
+            return value;
+        if (n->op != OP_CAST)
+            break;
+        n = n->left;
+    }
+    if (n->op == OP_AND && is_int_constant(n->right) && (n->right->value & mask) == mask)
+        return n->left;
+    return value;
+}
+
+// The lvalue rules of an assignment's target.
+void check_lvalue(const Node *target)
+{
+    if (target->flags & NODE_RVALUE) {
+        report("invalid lvalue");
+    } else if (target->op == OP_LEAF) {
+        if (target->leaf & LEAF_INIT)
+            return;
+        if (!(target->leaf & LEAF_LVALUE) || (target->flags & NODE_RETYPED))
+            report("invalid lvalue");
+        else if ((target->leaf & LEAF_SYMBOL) && (target->symbol->attr & ATTR_CONST))
+            report("const assignment");
+    } else if (target->op == OP_DEREF) {
+        const Type *p = target->left->type;
+        if (is_pointer(p) && (p->attr & ATTR_CONST))
+            report("const assignment");
+    } else {
+        report("invalid lvalue");
+    }
+}
+
+// A constant moved to the type of the object it is stored in or
+// combined with, by the cast check (which folds it).
+Node *convert_constant(Node *constant, Type *type)
+{
+    Node *cast = new_node(OP_CAST);
+    cast->left = constant;
+    cast->type = type;
+    return check_cast(cast);
+}
+
+Node *check_pointer_assignment(Node *node, unsigned op, bool scaled)
+{
+    Node *target = node->left;
+    Node *value = node->right;
+    if (op == OP_ADDASG || op == OP_SUBASG) {
+        if (value->type->kind >= 0x4C) {
+            report("incompatible pointer operand");
+            return node;
+        }
+        if (is_zero_constant(value))
+            return target;
+        if (!scaled)
+            node->right = scale_index(value, type_size(target->type->of));
+    } else if (op != OP_ASSIGN) {
+        report("incompatible pointer operation");
+    } else if (!is_zero_constant(value) && !assign_compatible(target->type, value->type)) {
+        report("incompatible pointer types");
+    }
+    return node;
+}
+
+Node *check_scalar_assignment(Node *node, unsigned op)
+{
+    Node *target = node->left;
+    Node *value = node->right;
+    if (is_pointer(value->type))
+        report("incompatible pointer assignment");
+    else if (is_struct_or_union_kind(value->type->kind))
+        report("incompatible struct/union assignment");
+    else if (value->type->kind == KIND_VOID)
+        report("illegal void usage");
+    if ((is_floating_kind(target->type->kind) || is_floating_kind(value->type->kind)) && op != OP_ASSIGN &&
+        op != OP_ADDASG && op != OP_SUBASG && op != OP_MULASG && op != OP_DIVASG)
+        report("invalid floating point operation");
+    Node *folded = fold_assignment(node);
+    if (folded != node)
+        return folded;
+    value = node->right;
+    bool floating_target = is_floating_kind(target->type->kind);
+    if ((floating_target && is_int_constant(value) && value->value != 0) ||
+        (!floating_target && is_integer_kind(target->type->kind) && is_float_constant(value)))
+        node->right = convert_constant(value, target->type);
+    return node;
+}
+
+}  // namespace
+
+Node *check_assignment(Node *node)
+{
+    Node *target = node->left;
+    if (is_compound_literal_pair(target)) {
+        // The store goes to the literal's temporary, inside the pair.
+        node->left = target->right;
+        target->right = check_assignment(node);
+        target->type = target->right->type;
+        return target;
+    }
+    // The increments follow the rules of `+=` and `-=`.
+    unsigned op = node->op == OP_POSTINC ? OP_ADDASG : node->op == OP_POSTDEC ? OP_SUBASG : node->op;
+    if (target->op == OP_LEAF && (target->leaf & LEAF_SYMBOL)) {
+        Symbol *s = target->symbol;
+        s->prev_set_seq = s->set_seq;
+        s->set_seq = ++sequence_counter;
+        s->flags |= SYM_ASSIGNED;
+    }
+    node->right = fetch_value(&node->right);
+    if (!no_const_propagation) {
+        if (conditional_operand_depth > 0)
+            forget_known_values();
+        else
+            record_assignment(node);
+    }
+    if (check_level != 0)
+        range_check(node->op, target->type, node->right);
+    // An addition that came from `p = p + n` scaled its operand already.
+    bool scaled = false;
+    if (node->op == OP_ASSIGN && fold_into_compound(node)) {
+        op = node->op;
+        scaled = is_pointer(target->type);
+    }
+    Node *value = node->right;
+    if (op == OP_SHLASG || op == OP_SHRASG) {
+        if (value->type->kind >= 0x50)
+            report("invalid shift count type");
+        else if ((value->type->kind & 0xF0) == 0x40)
+            node->right = value = convert_to(value, &type_int);
+    }
+    if (op == OP_ASSIGN && is_bitfield(target->type))
+        node->right = value = drop_field_mask(value, target->type);
+
+    Type *t = target->type;
+    bool increment = node->op == OP_POSTINC || node->op == OP_POSTDEC;
+    node->type = increment && is_bitfield(t) ? bitfield_unit_type(t) : t;
+    if (t->kind == KIND_ARRAY || t->kind == KIND_FUNCTION || t->kind == KIND_VOID) {
+        report("invalid assignment type");
+        return node;
+    }
+    check_lvalue(target);
+    if (is_struct_or_union_kind(t->kind)) {
+        if (!t->members)
+            report("incomplete type for assignment");
+        else if (!types_compatible(t, value->type))
+            report("incompatible types in struct/union assignment");
+        else if (op != OP_ASSIGN)
+            report("invalid struct/union operation");
+        return node;
+    }
+    decay_if_needed(value);
+    if (is_pointer(t))
+        return check_pointer_assignment(node, op, scaled);
+    return check_scalar_assignment(node, op);
+}
+
+namespace {
+
+Node *check_comparison(Node *node)
+{
+    Node *l = node->left, *r = node->right;
+    bool null_pointer = (is_pointer(l->type) && is_zero_constant(r)) || (is_pointer(r->type) && is_zero_constant(l));
+    if (!null_pointer && !assign_compatible(l->type, r->type) && !assign_compatible(r->type, l->type))
+        report("incompatible compare types");
+    node->type = &type_int;
+    Node *result = fold_comparison(node);
+    if (!is_comparison_op(result->op))
+        return result;
+    // A signed and an unsigned character compare as ints: a code generator
+    // comparing bytes would otherwise take one side's signedness for both.
+    l = result->left;
+    r = result->right;
+    if (is_char_kind(l->type->kind) && is_char_kind(r->type->kind) && l->type->kind != r->type->kind &&
+        !is_int_constant(r) && !is_float_constant(r)) {
+        result->left = convert_to(l, binary_promoted_type(l->type));
+        result->right = convert_to(r, binary_promoted_type(r->type));
+    }
+    return result;
+}
+
+Node *check_conditional(Node *node)
+{
+    if (!make_condition(&node->left))
+        report("invalid ? test expression");
+    node->value_node = fetch_value(&node->value_node);
+    Node *middle = node->value_node, *third = node->right;
+    decay_if_needed(middle);
+    Type *m = binary_promoted_type(middle->type), *r = binary_promoted_type(third->type);
+    if (!assign_compatible(m, r) && !assign_compatible(r, m) && !(is_pointer(m) && is_zero_constant(third)) &&
+        !(is_pointer(r) && is_zero_constant(middle)))
+        report("incompatible operand types");
+    // A constant test is resolved by the folding; until then the node is
+    // typed as for a variable test.
+    Type *chosen = higher_type(m, r);
+    constexpr std::uint16_t cv = ATTR_CONST | ATTR_VOLATILE;
+    if (is_pointer(m) && is_pointer(r) && (m->attr & cv) != (r->attr & cv))
+        chosen = pointer_to(chosen->of, static_cast<std::uint16_t>(chosen->attr | (r->attr & cv)));
+    node->type = chosen;
+    return fold_conditional(node);
+}
+
+Node *check_logical(Node *node)
+{
+    if (!make_condition(&node->left))
+        report("invalid conditional operand");
+    if (!make_condition(&node->right))
+        report("invalid conditional operand");
+    node->type = &type_int;
+    return fold_logical(node);
+}
+
+// A divisor or shift count of a pointer difference.
+Node *constant_of(std::int32_t value, Type *type)
+{
+    Node *n = make_int_constant(nullptr, value);
+    n->type = type;
+    return n;
+}
+
+bool same_address_base(const Node *a, const Node *b)
+{
+    if (!is_address_value(a) || !is_address_value(b))
+        return false;
+    if ((a->leaf & LEAF_SYMBOL) && (b->leaf & LEAF_SYMBOL))
+        return a->symbol == b->symbol;
+    // Plain numbers; two literals are not known to be one object.
+    return !(a->leaf & (LEAF_SYMBOL | LEAF_LITERAL)) && !(b->leaf & (LEAF_SYMBOL | LEAF_LITERAL));
+}
+
+Node *pointer_difference(Node *node)
+{
+    Type *l = node->left->type, *r = node->right->type;
+    if (!types_compatible(l, r))
+        report("invalid pointer types");
+    node->type = is_far_pointer(l) || is_far_pointer(r) ? &type_long : &type_int;
+    Node *result = node;
+    if (same_address_base(node->left, node->right)) {
+        std::uint32_t difference = node->left->value - node->right->value;
+        Type *type = node->type;
+        result = make_int_constant(node, static_cast<std::int32_t>(difference));
+        result->type = type;
+    }
+    std::int32_t size = type_size(l->of);
+    if (size <= 1)
+        return result;
+    int log = 0;
+    while ((1 << log) < size)
+        ++log;
+    Node *quotient;
+    if ((1 << log) == size) {
+        quotient = new_node(OP_SHR);
+        quotient->right = constant_of(log, &type_int);
+    } else {
+        quotient = new_node(OP_DIV);
+        quotient->right = constant_of(size, result->type);
+    }
+    quotient->left = result;
+    return check_binary(quotient);
+}
+
+Node *check_pointer_operation(Node *node)
+{
+    Type *l = node->left->type, *r = node->right->type;
+    bool additive = node->op == OP_ADD || node->op == OP_SUB;
+    if (is_pointer(l)) {
+        node->type = l;
+        if (l->of->kind == KIND_VOID) {
+            report("invalid void pointer");
+            return node;
+        }
+        if (!additive) {
+            report("invalid pointer operation");
+            return node;
+        }
+        if (is_pointer(r) && node->op == OP_SUB)
+            return pointer_difference(node);
+        if (r->kind >= 0x4C) {
+            report("invalid pointer operand");
+            return node;
+        }
+    } else {
+        node->type = r;
+        if (node->op != OP_ADD) {
+            report("invalid pointer operation");
+            return node;
+        }
+        if (r->of->kind == KIND_VOID) {
+            report("invalid void pointer");
+            return node;
+        }
+        if (l->kind >= 0x4C) {
+            report("invalid pointer operand");
+            return node;
+        }
+        Node *index = node->left;
+        node->left = node->right;
+        node->right = index;
+    }
+    node->right = scale_index(node->right, type_size(node->type->of));
+    return fold_pointer_arithmetic(node);
+}
+
+void check_shift(Node *node)
+{
+    node->type = binary_promoted_type(node->left->type);
+    Node *count = node->right;
+    if (count->type->kind >= 0x50) {
+        report("invalid shift count type");
+        return;
+    }
+    if (is_int_constant(count)) {
+        auto n = static_cast<std::int32_t>(count->value);
+        if (n < 0 || n >= 8 * type_size(node->type))
+            report("W2shift count out of range");
+    } else if ((count->type->kind & 0xF0) == 0x40) {
+        node->right = convert_to(count, &type_int);
+    }
+}
+
+bool is_arithmetic_op(unsigned op)
+{
+    return op == OP_ADD || op == OP_SUB || op == OP_MUL || op == OP_DIV || op == OP_MOD;
+}
+
+}  // namespace
+
 Node *check_binary(Node *node)
 {
-    // The place of the binary check, not built yet: a comparison only
-    // gets its type, every other node is returned as it was built.
+    if (is_assignment_code(node->op))
+        return fold_assignment_chain(check_assignment(node));
+    node->left = fetch_value(&node->left);
+    node->right = fetch_value(&node->right);
+    Node *l = node->left, *r = node->right;
+    if (l->type->kind == KIND_VOID || (r->type->kind == KIND_VOID && node->op != OP_COND))
+        report("illegal void operation");
+    if (is_struct_or_union_kind(l->type->kind)) {
+        report("incompatible struct/union operation");
+        node->type = l->type;
+        return node;
+    }
+    decay_if_needed(l);
+    decay_if_needed(r);
     if (is_comparison_op(node->op))
-        node->type = &type_int;
-    return node;
+        return check_comparison(node);
+    if (node->op == OP_COND)
+        return check_conditional(node);
+    if (node->op == OP_ANDAND || node->op == OP_OROR)
+        return check_logical(node);
+    if (is_pointer(l->type) || is_pointer(r->type))
+        return check_pointer_operation(node);
+    if (node->op == OP_SHL || node->op == OP_SHR)
+        check_shift(node);
+    else
+        node->type = higher_type(binary_promoted_type(l->type), binary_promoted_type(r->type));
+    if (is_floating_kind(node->type->kind) && (node->op & 31) > 4)
+        report("invalid floating point operation");
+    Node *result = fold_binary(node);
+    // A constant combined with a floating operand takes its type here, so
+    // that no conversion is left for run time.
+    if (is_arithmetic_op(result->op) && is_floating_kind(result->left->type->kind) && is_int_constant(result->right))
+        result->right = convert_constant(result->right, result->left->type);
+    return result;
 }
 
 Node *make_condition(Node **slot)

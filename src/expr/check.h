@@ -2,9 +2,22 @@
 // types, report, set the node's type, insert the conversions made
 // explicit, and return the node that replaces the one given.
 #pragma once
+#include <cstdint>
 
 struct Node;
 struct Type;
+
+// Counters the parsers keep and the checks read. The sequence counter
+// stamps declarations, assignments and uses of symbols; the statement
+// parser also advances it at loop tests. The conditional-evaluation depth
+// is raised while an operand that may not run is built (the right operand
+// of `&&` and `||`, the third of `?:`); the conditional-operand depth from
+// a `?` until its `?:` node is checked.
+extern std::uint32_t sequence_counter;
+extern std::int32_t conditional_depth;
+extern std::int32_t conditional_operand_depth;
+// The counters back to their initial state.
+void check_reset();
 
 // An OP_CAST with `left` and the target `type` set: the cast node, the
 // operand retyped in place, or a constant.
@@ -24,7 +37,14 @@ Node *check_unary(Node *node);
 Node *check_member_address(Node *node);
 
 // Every binary code and OP_COND: the checked node or its replacement.
+// The assignment codes and the increments go on to check_assignment().
 Node *check_binary(Node *node);
+
+// OP_ASSIGN, OP_ADDASG .. OP_ORASG, OP_POSTINC or OP_POSTDEC with the
+// target in `left` and the value in `right` (the constant 1 for the
+// increments, which are checked as `+=` and `-=` and keep their code):
+// the checked node or its replacement.
+Node *check_assignment(Node *node);
 
 // The tree in *slot used as a truth value: a comparison, `&&` or `||`
 // (through any comma chain), also stored in *slot; null when the tree is
@@ -36,3 +56,10 @@ Node *make_condition(Node **slot);
 // value), does not fit: "value out of range" for constants, "truncating
 // assignment" for wider values.
 void range_check(unsigned op, const Type *target, Node *value);
+
+// An enum type's integer type; any other type as it is.
+Type *integer_type_of(Type *t);
+// The type a value of `type` is widened to: the binary promotion when not
+// `for_argument`; as an argument, float also becomes double (unless -f)
+// and a pointer to a @tiny object unsigned int.
+Type *argument_widened_type(Type *type, bool for_argument);

@@ -46,3 +46,38 @@ bool negate_float_constant(Node *leaf);
 // `((x & m) >> n) == 0` into `(x & m) == 0`: the condition or its
 // replacement.
 Node *simplify_bit_test(Node *condition);
+
+// The simplifications the checks run on the nodes they build. Each takes
+// the checked node and returns it or the tree that replaces it. The ones
+// marked "not built yet" return the node as it came.
+
+// Arithmetic and bitwise rewrites, operand exchange, and the folding of
+// integer and floating constants of a binary operator. Not built yet.
+Node *fold_binary(Node *node);
+// A comparison after its type rules: constants compared, operands
+// exchanged, range tests against the left operand's width. Not built yet.
+Node *fold_comparison(Node *node);
+// `?:` after its type rules: a constant test picks a branch, equal
+// branches drop the test. Not built yet.
+Node *fold_conditional(Node *node);
+// `&&` and `||` of two conditions: constant operands and pairs of
+// comparisons of the same operands combined. Not built yet.
+Node *fold_logical(Node *node);
+// `p + c` and `p - c` after scaling: a constant offset moved into an
+// address leaf. Not built yet.
+Node *fold_pointer_arithmetic(Node *node);
+
+// `x = x op y` (and `x = y op x` for a commutative op) made `x op= y` in
+// place; true when the node was rewritten.
+bool fold_into_compound(Node *assignment);
+// A compound assignment of a constant (`x += 0`, `x *= 1`, `x *= 8`, ...)
+// and `x op= x`: the target alone, a cheaper assignment, or the node.
+// Not built yet.
+Node *fold_assignment(Node *assignment);
+// `a = (..., b = 0)` made `(..., b = 0), a = 0`. Not built yet.
+Node *fold_assignment_chain(Node *assignment);
+
+// Value tracking: the assignment `node` recorded in the known-value list,
+// and the list emptied. Not built yet: nothing is tracked.
+void record_assignment(Node *assignment);
+void forget_known_values();
