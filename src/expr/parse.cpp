@@ -68,6 +68,18 @@ Node *missing(const char *message)
     return int_constant(0);
 }
 
+// ++ and -- in either position: the target and the constant 1, checked as
+// an assignment. `op` is OP_ADDASG or OP_SUBASG for the prefix forms.
+Node *increment(std::uint8_t op, Node *target)
+{
+    Node *n = new_node(op);
+    n->left = target;
+    n->right = int_constant(1);
+    n->value = 0;
+    ++operator_count;
+    return check_binary(n);
+}
+
 
 void decay_if_array_or_function(Node *n)
 {
@@ -681,12 +693,7 @@ Node *parse_postfix(Node *tree)
             break;
         case TK_INC:
         case TK_DEC: {
-            Node *inc = new_node(t->code == TK_INC ? OP_POSTINC : OP_POSTDEC);
-            inc->left = tree;
-            inc->right = int_constant(1);
-            inc->value = 0;
-            tree = check_binary(inc);
-            ++operator_count;
+            tree = increment(t->code == TK_INC ? OP_POSTINC : OP_POSTDEC, tree);
             break;
         }
         default:
@@ -756,12 +763,7 @@ Node *parse_unary(unsigned context)
             result = missing("missing expression");
             break;
         }
-        Node *n = new_node(t->code == TK_INC ? OP_ADDASG : OP_SUBASG);
-        n->left = operand;
-        n->right = int_constant(1);
-        n->value = 0;
-        result = check_binary(n);
-        ++operator_count;
+        result = increment(t->code == TK_INC ? OP_ADDASG : OP_SUBASG, operand);
         break;
     }
     case TK_MINUS:
