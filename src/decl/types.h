@@ -9,6 +9,7 @@
 
 #include "decl/names.h"
 
+struct InitEntry;
 struct Node;
 struct SourceFile;
 struct Symbol;
@@ -126,7 +127,12 @@ struct Symbol {
     Symbol *next;        // the list (scope) holding the symbol
     Symbol *debug_next;  // the declaration list of its source file; null = not
                          // listed; a symbol linked to itself is never listed
-    Node *const_value;   // the constant initializer of a const object
+    // The constant initializer of a const, non-volatile object: the value
+    // of a scalar, the element list of an aggregate.
+    union {
+        Node *const_value;
+        InitEntry *const_entries;
+    };
     union {
         Type *type;
         Symbol *next_enumerator;  // an enumerator other than the last

@@ -40,6 +40,20 @@ Type *argument_widened_type(Type *type, bool for_argument)
     }
 }
 
+Type *binary_promoted_type(Type *t) { return argument_widened_type(t, false); }
+
+Type *higher_type(Type *left, Type *right)
+{
+    auto rank = [](unsigned kind) {
+        if (kind == KIND_INT)
+            return static_cast<unsigned>(KIND_SHORT);
+        if (kind == KIND_UINT)
+            return static_cast<unsigned>(KIND_USHORT);
+        return kind;
+    };
+    return rank(left->kind) > rank(right->kind) ? left : right;
+}
+
 namespace {
 
 // A pointer's space with no space counting as near. The codes rise with
@@ -180,13 +194,6 @@ Node *cast_to_integer(Node *node)
 }
 
 }  // namespace
-
-Node *fetch_value(Node **slot)
-{
-    // Constant replacement and known values are not built yet: the
-    // operand is read as it stands.
-    return *slot;
-}
 
 Node *check_cast(Node *node)
 {
@@ -462,25 +469,6 @@ bool is_assignment_code(unsigned op)
     return op == OP_ASSIGN || is_compound_assign_op(op) || op == OP_POSTINC || op == OP_POSTDEC;
 }
 
-// The type a binary operator computes an operand in; the operand itself
-// is not converted. `float` is not widened.
-Type *binary_promoted_type(Type *t) { return argument_widened_type(t, false); }
-
-// The higher of two promoted types: int ranks as short and unsigned int
-// as unsigned short, so that int < unsigned int < long < unsigned long <
-// float < double. On equal ranks the right operand's type is taken.
-Type *higher_type(Type *left, Type *right)
-{
-    auto rank = [](unsigned kind) {
-        if (kind == KIND_INT)
-            return static_cast<unsigned>(KIND_SHORT);
-        if (kind == KIND_UINT)
-            return static_cast<unsigned>(KIND_USHORT);
-        return kind;
-    };
-    return rank(left->kind) > rank(right->kind) ? left : right;
-}
-
 // An integer operand of pointer arithmetic multiplied by the size of what
 // the pointer points to.
 Node *scale_index(Node *index, std::int32_t size)
@@ -625,12 +613,7 @@ Node *check_assignment(Node *node)
         s->flags |= SYM_ASSIGNED;
     }
     node->right = fetch_value(&node->right);
-    if (!no_const_propagation) {
-        if (conditional_operand_depth > 0)
-            forget_known_values();
-        else
-            record_assignment(node);
-    }
+    track_assignment(node);
     if (check_level != 0)
         range_check(node->op, target->type, node->right);
     // An addition that came from `p = p + n` scaled its operand already.

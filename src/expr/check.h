@@ -63,3 +63,10 @@ Type *integer_type_of(Type *t);
 // `for_argument`; as an argument, float also becomes double (unless -f)
 // and a pointer to a @tiny object unsigned int.
 Type *argument_widened_type(Type *type, bool for_argument);
+// The type a binary operator computes an operand in; the operand itself
+// is not converted. `float` is not widened.
+Type *binary_promoted_type(Type *t);
+// The higher of two promoted types: int ranks as short and unsigned int
+// as unsigned short, so that int < unsigned int < long < unsigned long <
+// float < double. On equal ranks the right operand's type is taken.
+Type *higher_type(Type *left, Type *right);

@@ -11,6 +11,7 @@
 #include "driver/diagnostics.h"
 #include "driver/options.h"
 #include "expr/check.h"
+#include "expr/fold.h"
 #include "expr/tree.h"
 #include "lexer/constants.h"
 #include "lexer/tokenizer.h"
@@ -653,8 +654,8 @@ Node *call(Node *tree)
     }
     if (param && param->type && param->type->kind != KIND_VOID)
         report("missing argument");
-    // The known values the callee may change are forgotten here once the
-    // known-value tracking exists.
+    // The callee may change any object.
+    forget_known_values();
     return node;
 }
 

@@ -22,15 +22,10 @@ Node *parse_unary(unsigned context);
 // on even under -nc (#if and #elif).
 bool parse_constant(std::int32_t *value, int mode);
 
-// The last folding pass over a tree that should have been a constant. It
-// does not exist yet: the tree is returned as it is and no deferred
-// diagnostic is reported.
+// The last folding pass over a tree that should have been a constant
+// (it reports the zero divisors the folds only marked). It does not exist
+// yet: the tree is returned as it is and nothing is reported.
 Node *final_fold(Node *tree);
-
-// The type a value of `type` is passed as: enum by its integer type, the
-// small integer kinds as int or unsigned int, bit-fields by their unit;
-// with `for_argument`, float as double (unless -f) and @tiny pointers as
-// unsigned int.
 
 // Counters the parser keeps for the statement parser. The two conditional
 // depths the checks read, and the sequence counter, live with the checks.

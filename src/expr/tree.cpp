@@ -6,6 +6,8 @@
 #include "driver/diagnostics.h"
 #include "driver/options.h"
 #include "expr/check.h"
+#include "expr/fold.h"
+#include "lexer/constants.h"
 #include "lexer/token.h"
 #include "preproc/source.h"
 #include "runtime/alloc.h"
@@ -93,6 +95,32 @@ void replace_by_operand(Node *node, const Node *from, bool keep_type)
     copy_payload(node, from);
     if (!keep_type)
         node->type = from->type;
+}
+
+Node *copy_tree(const Node *from)
+{
+    if (!from)
+        return nullptr;
+    Node *n = new_node(from->op);
+    n->type = from->type;
+    n->flags = from->flags;
+    n->flow_used = from->flow_used;
+    n->flow_set = from->flow_set;
+    copy_payload(n, from);
+    if (from->op == OP_LEAF) {
+        // A literal or a floating constant: one more user of its pool entry.
+        if ((from->leaf & LEAF_LITERAL) && from->literal)
+            ++from->literal->refs;
+        return n;
+    }
+    if (from->op == OP_SEQ)
+        return n;  // statement records stay shared
+    n->left = copy_tree(from->left);
+    if (from->op == OP_COND)
+        n->value_node = copy_tree(from->value_node);
+    if (from->op != OP_CAST && !is_unary_op(from->op))
+        n->right = copy_tree(from->right);
+    return n;
 }
 
 bool same_tree(const Node *a, const Node *b, bool strict)
@@ -217,12 +245,22 @@ Node *new_known_cell(Node *lvalue, Node *known, Node *next)
 
 void *node_mark() { return pool_mark(&node_pool); }
 
-void nodes_return_to(void *mark) { pool_return_to(&node_pool, mark); }
+// The known-value list is made of nodes: it goes whenever they come back.
+void nodes_return_to(void *mark)
+{
+    forget_known_values();
+    pool_return_to(&node_pool, mark);
+}
 
-void end_function_nodes() { pool_end_generation(&node_pool); }
+void end_function_nodes()
+{
+    forget_known_values();
+    pool_end_generation(&node_pool);
+}
 
 void tree_reset()
 {
+    forget_known_values();
     pool_reset(&node_pool);
     while (saved_positions)
         saved_positions = static_cast<SavedPosition *>(release(saved_positions, saved_positions->next));

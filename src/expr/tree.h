@@ -156,6 +156,9 @@ void copy_payload(Node *to, const Node *from);
 // `keep_type`; link and flags stay.
 void replace_by_operand(Node *node, const Node *from, bool keep_type = false);
 
+// A deep copy of a tree (an lvalue to be read again, a value to be
+// remembered). A literal's pool entry gains a user for each copied leaf.
+Node *copy_tree(const Node *from);
 // Structural equality; under `strict` trees with effects or volatile
 // accesses are never equal.
 bool same_tree(const Node *a, const Node *b, bool strict);

@@ -110,7 +110,7 @@ const Case trees[] = {
     {"(char)a", "(cast char (leaf int sym a lvalue))"},
     {"(unsigned char *)p", "(leaf ptr(uchar) sym p lvalue retyped)"},
     {"(int (*)[2])0", "(leaf ptr(array[2](int)) 0 retyped)"},
-    {"arr[1]", "(deref int (+ ptr(int) (leaf ptr(int) sym arr) (leaf int 2)))"},
+    {"arr[1]", "(leaf int sym arr+2 lvalue)"},
     {"+ch", "(cast int (leaf char sym ch lvalue) rvalue)"},
     {"-(a)", "(neg int (leaf int sym a lvalue))"},
     {"f(ch, 'x')", "(call int (leaf ptr(func(int)) sym f) (arg char (leaf char sym ch lvalue) (leaf int 120)))"},
