@@ -148,6 +148,10 @@ struct Symbol {
     std::uint16_t column;
     std::uint32_t flags;
     std::uint32_t flow_bit;
+    // Value tracking: the newest known-value cell of an lvalue in this
+    // symbol's object, valid while `known_epoch` is the list's epoch.
+    Node *known_cell;
+    std::uint32_t known_epoch;
     std::uint16_t debug_name_label;
     std::uint16_t debug_attr_label;
     std::uint16_t attr;

@@ -15,8 +15,10 @@
 
 namespace {
 
-// The known-value list, newest cell first.
+// The known-value list, newest cell first. Forgetting it starts a new
+// epoch, which makes every symbol's chain of cells stale at once.
 Node *known_values = nullptr;
+std::uint32_t known_epoch = 1;
 
 bool is_bitfield(const Type *t) { return is_integer_kind(t->kind) && (t->kind & KIND_BITFIELD_BIT); }
 bool is_aggregate(const Type *t) { return t->kind == KIND_ARRAY || is_struct_or_union_kind(t->kind); }
@@ -35,35 +37,52 @@ bool is_fixed_indirection(const Node *n)
 
 // The symbol an lvalue is part of: a variable's, or that of the address
 // an indirection reads.
-const Symbol *base_symbol(const Node *lvalue)
+Symbol *base_symbol(const Node *lvalue)
 {
     if (lvalue->op == OP_DEREF)
         lvalue = lvalue->left;
     return lvalue->op == OP_LEAF && (lvalue->leaf & LEAF_SYMBOL) ? lvalue->symbol : nullptr;
 }
 
+// The newest cell of the symbol's object, when it has any in this epoch.
+Node *symbol_cells(const Symbol *s) { return s->known_epoch == known_epoch ? s->known_cell : nullptr; }
+
+// The newest cell whose lvalue is `lvalue`. Two lvalues are the same tree
+// only when they have the same base symbol, so a symbol's chain holds
+// every candidate; lvalues without one are looked for in the whole list.
 Node *find_known(const Node *lvalue)
 {
-    for (Node *cell = known_values; cell; cell = cell_next(cell)) {
-        const Node *tracked = cell_lvalue(cell);
-        // Most cells name another variable: the symbol tells at once.
-        if (tracked->op != lvalue->op || (tracked->op == OP_LEAF && tracked->symbol != lvalue->symbol))
-            continue;
-        if (same_tree(tracked, lvalue, true))
-            return cell;
+    if (const Symbol *s = base_symbol(lvalue)) {
+        for (Node *cell = symbol_cells(s); cell; cell = cell->older_cell)
+            if (same_tree(cell_lvalue(cell), lvalue, true))
+                return cell;
+        return nullptr;
     }
+    for (Node *cell = known_values; cell; cell = cell_next(cell))
+        if (!base_symbol(cell_lvalue(cell)) && same_tree(cell_lvalue(cell), lvalue, true))
+            return cell;
     return nullptr;
 }
 
-void remember(const Node *lvalue, Node *known) { known_values = new_known_cell(copy_tree(lvalue), known, known_values); }
+void remember(const Node *lvalue, Node *known)
+{
+    Node *cell = new_known_cell(copy_tree(lvalue), known, known_values);
+    known_values = cell;
+    if (Symbol *s = base_symbol(lvalue)) {
+        cell->older_cell = symbol_cells(s);
+        s->known_cell = cell;
+        s->known_epoch = known_epoch;
+    }
+}
 
 // Everything known about parts of the object of `s` becomes unknown.
 void forget_object(const Symbol *s)
 {
     if (!s)
         return;
-    for (Node *cell = known_values; cell; cell = cell_next(cell))
-        if (cell_known(cell) && base_symbol(cell_lvalue(cell)) == s)
+    // New cells go in front of the chain: the walk sees only the old ones.
+    for (Node *cell = symbol_cells(s); cell; cell = cell->older_cell)
+        if (cell_known(cell))
             remember(cell_lvalue(cell), nullptr);
 }
 
@@ -257,4 +276,8 @@ void record_assignment(Node *node)
     remember(target, known);
 }
 
-void forget_known_values() { known_values = nullptr; }
+void forget_known_values()
+{
+    known_values = nullptr;
+    ++known_epoch;
+}

@@ -235,7 +235,7 @@ SavedPosition *zero_divisor_position(const Node *leaf)
 Node *new_known_cell(Node *lvalue, Node *known, Node *next)
 {
     Node *cell = new_node(OP_LEAF);
-    cell->type = nullptr;
+    cell->older_cell = nullptr;
     cell->left = lvalue;
     cell->right = known;
     cell->value_node = next;

@@ -24,7 +24,10 @@ struct SavedPosition {
 // One record for every kind of node.
 struct Node {
     Node *link;  // the pool's chain; never written by expression code
-    Type *type;  // never an enum type: its integer type stands instead
+    union {
+        Type *type;         // never an enum type: its integer type stands instead
+        Node *older_cell;   // known-value cell: the next older one of the same symbol
+    };
     std::uint32_t flow_used;  // owned by the flow analysis
     std::uint32_t flow_set;
     // The payload: left, value, value_node, right and aux travel together
@@ -174,7 +177,9 @@ SavedPosition *save_position();
 SavedPosition *zero_divisor_position(const Node *leaf);
 
 // A known-value list cell: the tracked lvalue, the known value (a leaf, or
-// null when the value is known to be unknown) and the next cell.
+// null when the value is known to be unknown) and the next cell. Cells of
+// lvalues in one symbol's object are also chained from the symbol, newest
+// first, through `older_cell`, so that a lookup visits only those.
 inline Node *&cell_lvalue(Node *cell) { return cell->left; }
 inline Node *&cell_known(Node *cell) { return cell->right; }
 inline Node *&cell_next(Node *cell) { return cell->value_node; }
