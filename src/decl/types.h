@@ -45,6 +45,7 @@ constexpr unsigned KIND_PERMANENT = 0x100;
 inline bool is_floating_kind(unsigned kind) { return (kind & 0xF0) == 0x50; }
 inline bool is_integer_kind(unsigned kind) { return kind < 0x50; }
 inline bool is_char_kind(unsigned kind) { return kind < 0x12; }
+inline bool is_bitfield_kind(unsigned kind) { return is_integer_kind(kind) && (kind & KIND_BITFIELD_BIT); }
 inline bool is_struct_or_union_kind(unsigned kind) { return kind == KIND_STRUCT || kind == KIND_UNION; }
 // A scalar whose value can be copied as a whole (no bitfield).
 inline bool is_copyable_scalar_kind(unsigned kind) { return kind < 0x5D && !(kind & KIND_BITFIELD_BIT); }

@@ -186,7 +186,7 @@ Node *cast_to_integer(Node *node)
         return node;
     }
     bool compatible = types_compatible(t, s);
-    bool s_bitfield = is_integer_kind(s->kind) && (s->kind & KIND_BITFIELD_BIT);
+    bool s_bitfield = is_bitfield_kind(s->kind);
     bool widens = !(t->kind <= s->kind || s_bitfield);
     if (!compatible && (widens || is_floating_kind(s->kind) || is_far_pointer(s) || keeps_cast_node(operand->op)))
         return node;
@@ -248,8 +248,6 @@ Type *pointer_to(Type *of, std::uint16_t attr)
     p->attr = attr;
     return p;
 }
-
-bool is_bitfield(const Type *t) { return is_integer_kind(t->kind) && (t->kind & KIND_BITFIELD_BIT); }
 
 // The unary promotion of `-`, `~` and unary `+`: the small kinds and an
 // int-sized bit-field become int, unsigned short becomes unsigned int.
@@ -355,7 +353,7 @@ Node *check_address(Node *node, bool member)
     Node *operand = node->left;
     if (operand->flags & NODE_RVALUE)
         report("invalid lvalue");
-    if (is_bitfield(operand->type)) {
+    if (is_bitfield_kind(operand->type->kind)) {
         report("invalid address type");
         node->type = pointer_to(&type_int, 0);
         return node;
@@ -408,7 +406,7 @@ bool is_signed_integer_kind(unsigned kind) { return is_integer_kind(kind) && !(k
 // types count double, a bit-field by the unit its width fills.
 std::int32_t transfer_size(const Type *t)
 {
-    if (is_bitfield(t))
+    if (is_bitfield_kind(t->kind))
         return t->bit_width <= 8 ? 1 : t->bit_width <= 16 ? 2 : 4;
     std::int32_t size = type_size(t);
     return is_floating_kind(t->kind) ? 2 * size : size;
@@ -629,12 +627,12 @@ Node *check_assignment(Node *node)
         else if ((value->type->kind & 0xF0) == 0x40)
             node->right = value = convert_to(value, &type_int);
     }
-    if (op == OP_ASSIGN && is_bitfield(target->type))
+    if (op == OP_ASSIGN && is_bitfield_kind(target->type->kind))
         node->right = value = drop_field_mask(value, target->type);
 
     Type *t = target->type;
     bool increment = node->op == OP_POSTINC || node->op == OP_POSTDEC;
-    node->type = increment && is_bitfield(t) ? bitfield_unit_type(t) : t;
+    node->type = increment && is_bitfield_kind(t->kind) ? bitfield_unit_type(t) : t;
     if (t->kind == KIND_ARRAY || t->kind == KIND_FUNCTION || t->kind == KIND_VOID) {
         report("invalid assignment type");
         return node;
@@ -908,7 +906,7 @@ void range_check(unsigned op, const Type *target, Node *value)
 {
     const Type *t = target->kind == KIND_ENUM ? (target->of ? target->of : &type_int) : target;
     if (is_int_constant(value) && !is_floating_kind(t->kind)) {
-        std::int32_t bits = is_bitfield(t) ? t->bit_width : 8 * type_size(t);
+        std::int32_t bits = is_bitfield_kind(t->kind) ? t->bit_width : 8 * type_size(t);
         if (is_signed_integer_kind(t->kind))
             --bits;
         std::uint32_t v = value->value;
@@ -924,8 +922,8 @@ void range_check(unsigned op, const Type *target, Node *value)
     bool compound = is_compound_assign_op(op) || op == OP_POSTINC || op == OP_POSTDEC;
     if (t->kind == KIND_POINTER && s->kind != KIND_POINTER && compound)
         return;
-    if (is_bitfield(t)) {
-        if (is_bitfield(s) && s->bit_width > t->bit_width)
+    if (is_bitfield_kind(t->kind)) {
+        if (is_bitfield_kind(s->kind) && s->bit_width > t->bit_width)
             report("W1truncating assignment");
         return;
     }

@@ -14,19 +14,9 @@ namespace {
 
 bool has_no_effect(const Node *n) { return same_tree(n, n, true); }
 
-bool is_bitfield(const Type *t) { return is_integer_kind(t->kind) && (t->kind & KIND_BITFIELD_BIT); }
-
 double constant_as_double(const Node *n)
 {
     return is_float_constant(n) ? float_constant_value(n) : int_constant_as_double(n);
-}
-
-void release_constant(Node *n)
-{
-    if (is_float_constant(n) && n->literal) {
-        pool_release(n->literal);
-        n->literal = nullptr;
-    }
 }
 
 // The truth of `a op b` from the sign of the comparison (-1, 0, 1).
@@ -141,7 +131,7 @@ Node *fold_comparison(Node *node)
         return become_int_constant(node, outcome(op, compare_constants(l, r)), &type_int);
     bool int_right = is_int_constant(r);
     // A 1-bit field compared with 1 is compared with 0.
-    if (int_right && r->value == 1 && is_bitfield(l->type) && l->type->bit_width == 1) {
+    if (int_right && r->value == 1 && is_bitfield_kind(l->type->kind) && l->type->bit_width == 1) {
         static constexpr std::uint8_t with_zero[] = {OP_EQ, OP_NE, OP_LT, OP_GE, OP_NE, OP_EQ};
         r->value = 0;
         node->op = with_zero[op - OP_LT];
@@ -217,7 +207,7 @@ Node *fold_conditional(Node *node)
     release_constant(test->value ? third : middle);
     // The middle operand's type wins on equal ranks.
     Type *t = higher_type(binary_promoted_type(third->type), binary_promoted_type(middle->type));
-    if (is_bitfield(chosen->type))
+    if (is_bitfield_kind(chosen->type->kind))
         return chosen;
     if (!types_compatible(chosen->type, t))
         return convert_to(chosen, t);

@@ -146,7 +146,7 @@ void dump_type(TextBuffer &out, const Type *t)
     for (const KindText &k : kind_texts)
         if (k.kind == t->kind) {
             out.append(k.text);
-            if (is_integer_kind(t->kind) && (t->kind & KIND_BITFIELD_BIT)) {
+            if (is_bitfield_kind(t->kind)) {
                 append_number(out, "<%lld", t->bit_offset);
                 append_number(out, ":%lld>", t->bit_width);
             }

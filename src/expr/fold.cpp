@@ -154,7 +154,7 @@ bool is_constant(const Node *n) { return is_int_constant(n) || is_float_constant
 
 std::int32_t bits_of(const Type *t)
 {
-    if (is_integer_kind(t->kind) && (t->kind & KIND_BITFIELD_BIT))
+    if (is_bitfield_kind(t->kind))
         return t->bit_width;
     return 8 * type_size(t);
 }
@@ -175,6 +175,14 @@ Node *become_int_constant(Node *node, std::uint32_t value, Type *type)
 }
 
 Node *int_constant(std::uint32_t value, Type *type) { return become_int_constant(nullptr, value, type); }
+
+void release_constant(Node *n)
+{
+    if (is_float_constant(n) && n->literal) {
+        pool_release(n->literal);
+        n->literal = nullptr;
+    }
+}
 
 void mark_zero_divisor(Node *divisor, unsigned op)
 {
@@ -229,8 +237,6 @@ bool fold_int_operation(unsigned op, std::uint32_t a, std::uint32_t b, const Typ
 
 namespace {
 
-bool is_bitfield(const Type *t) { return is_integer_kind(t->kind) && (t->kind & KIND_BITFIELD_BIT); }
-
 bool is_power_of_two(std::uint32_t v) { return v > 1 && !(v & (v - 1)); }
 
 std::uint32_t log2_of(std::uint32_t v)
@@ -255,15 +261,6 @@ Node *as_rvalue(Node *n)
 }
 
 Node *converted_rvalue(Node *n, Type *type) { return as_rvalue(convert_to(n, type)); }
-
-// A dropped floating constant gives back its use of the pool entry.
-void release_constant(Node *n)
-{
-    if (is_float_constant(n) && n->literal) {
-        pool_release(n->literal);
-        n->literal = nullptr;
-    }
-}
 
 Node *new_binary(unsigned op, Node *left, Node *right)
 {
@@ -350,7 +347,7 @@ Node *rewrite_algebra(Node *node)
         node->right = r->left;
         return check_binary(node);
     }
-    if (op == OP_SUB && is_int_constant(l) && l->value == 1 && is_bitfield(r->type) && r->type->bit_width == 1) {
+    if (op == OP_SUB && is_int_constant(l) && l->value == 1 && is_bitfield_kind(r->type->kind) && r->type->bit_width == 1) {
         node->op = OP_XOR;
         node->left = r;
         node->right = l;
@@ -506,7 +503,7 @@ Node *fold_constant_right(Node *node)
     case OP_AND:
         if (covers && (same_size || is_unsigned_type(l->type)))
             return converted_rvalue(l, t);
-        if (is_bitfield(l->type) && c < fullmask && is_power_of_two(c + 1)) {
+        if (is_bitfield_kind(l->type->kind) && c < fullmask && is_power_of_two(c + 1)) {
             // A mask of the low k bits of a field reads a k-bit field.
             Type *narrow = new_type(l->type->kind, nullptr);
             narrow->bit_offset = l->type->bit_offset;

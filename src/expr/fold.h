@@ -61,6 +61,8 @@ bool is_unsigned_type(const Type *t);
 Node *become_int_constant(Node *node, std::uint32_t value, Type *type);
 // A new integer constant leaf.
 Node *int_constant(std::uint32_t value, Type *type);
+// A floating constant that is dropped gives back its use of the pool entry.
+void release_constant(Node *n);
 // The constant 0 or 0.0 divisor of `/` (`/=`) or `%` (`%=`) marked, with
 // the current position saved for the message the last pass gives.
 void mark_zero_divisor(Node *divisor, unsigned op);

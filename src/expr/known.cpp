@@ -20,7 +20,6 @@ namespace {
 Node *known_values = nullptr;
 std::uint32_t known_epoch = 1;
 
-bool is_bitfield(const Type *t) { return is_integer_kind(t->kind) && (t->kind & KIND_BITFIELD_BIT); }
 bool is_aggregate(const Type *t) { return t->kind == KIND_ARRAY || is_struct_or_union_kind(t->kind); }
 bool is_far_pointer(const Type *t) { return t->kind == KIND_POINTER && (t->attr & ATTR_SPACE) == SPACE_FAR; }
 
@@ -92,7 +91,7 @@ Node *replace(Node **slot, const Node *value)
     Type *type = (*slot)->type;
     Node *copy = copy_tree(value);
     copy->flags &= static_cast<std::uint8_t>(~NODE_RVALUE);
-    if (is_bitfield(copy->type))
+    if (is_bitfield_kind(copy->type->kind))
         copy->type = &type_int;
     *slot = convert_to(copy, type);
     return *slot;
@@ -110,7 +109,7 @@ Node *character_constant(const PoolEntry *bytes, std::uint32_t index, Type *type
 Node *initializer_value(const InitEntry *entries, std::uint32_t offset, Type *type)
 {
     std::uint32_t size = static_cast<std::uint32_t>(type_size(type));
-    std::uint32_t mask = is_bitfield(type) ? fullmask_of(type) << type->bit_offset : 0;
+    std::uint32_t mask = is_bitfield_kind(type->kind) ? fullmask_of(type) << type->bit_offset : 0;
     bool overlapped = false;
     for (const InitEntry *e = entries; e; e = e->next) {
         auto esize = static_cast<std::uint32_t>(type_size(e->type));
@@ -219,7 +218,7 @@ void record_assignment(Node *node)
         forget_object(base_symbol(target));
         return;
     }
-    if (is_bitfield(tt))
+    if (is_bitfield_kind(tt->kind))
         return;
     if (target->op == OP_DEREF && target->left->op == OP_ADD) {
         const Node *q = target->left->left;

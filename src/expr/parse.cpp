@@ -379,7 +379,7 @@ Node *size_of()
         if (!no_widen_arguments)
             type = argument_widened_type(type, true);
     }
-    if (is_integer_kind(type->kind) && (type->kind & KIND_BITFIELD_BIT))
+    if (is_bitfield_kind(type->kind))
         report("invalid sizeof(type)");
     return int_constant(type_size(type), &type_uint);
 }

@@ -25,8 +25,6 @@ bool is_effect_op(unsigned op)
            op == OP_SEQ;
 }
 
-bool is_bitfield_type(const Type *t) { return (t->kind & KIND_BITFIELD_BIT) && is_integer_kind(t->kind); }
-
 }  // namespace
 
 bool is_int_constant(const Node *n)
@@ -132,7 +130,7 @@ bool same_tree(const Node *a, const Node *b, bool strict)
     if (a->type != b->type) {
         if (!(a->type->kind == KIND_POINTER && b->type->kind == KIND_POINTER) && !types_compatible(a->type, b->type))
             return false;
-        if (is_bitfield_type(a->type) &&
+        if (is_bitfield_kind(a->type->kind) &&
             (a->type->bit_offset != b->type->bit_offset || a->type->bit_width != b->type->bit_width))
             return false;
     }

@@ -93,6 +93,16 @@ protected:
         error_stream = nullptr;
         zpc_reset();
     }
+    // A new compiler for the next case; options set before it stay unset.
+    void fresh()
+    {
+        std::FILE *old = error_stream;
+        zpc_reset();
+        options_reset();
+        set_program_name("zpc");
+        std::fclose(old);
+        error_stream = std::tmpfile();
+    }
     void open_text(const std::string &text)
     {
         write_file(path, text);

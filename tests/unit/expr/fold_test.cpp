@@ -86,15 +86,6 @@ protected:
         declare("f", function(&type_int), SC_EXTERN);
         declare("fc", function(&type_char), SC_EXTERN);
     }
-    void fresh()
-    {
-        std::FILE *old = error_stream;
-        zpc_reset();
-        options_reset();
-        set_program_name("zpc");
-        std::fclose(old);
-        error_stream = std::tmpfile();
-    }
     std::string parse(const std::string &source)
     {
         open_text(source + ";\n");

@@ -49,16 +49,6 @@ protected:
         f->params = first;
         declare("f", f, SC_EXTERN);
     }
-    // A new compiler for the next case; options set before it stay unset.
-    void fresh()
-    {
-        std::FILE *old = error_stream;
-        zpc_reset();
-        options_reset();
-        set_program_name("zpc");
-        std::fclose(old);
-        error_stream = std::tmpfile();
-    }
     Symbol *declare(const char *name, Type *type, std::uint8_t sclass = SC_AUTO)
     {
         Symbol *s = new_symbol(&ident_list, intern_name(name, std::strlen(name)), sclass, type);
