@@ -145,4 +145,47 @@ TEST_F(KnownTest, StringLiteralCharacters)
     }
 }
 
+// A member assigned a constant is known until the whole structure is
+// assigned; a store through `*(q + i)` forgets what was known of q's
+// object. Nothing else is forgotten on the way.
+TEST_F(KnownTest, WholeObjectStoresForgetTheirParts)
+{
+    Type *record = new_type(KIND_STRUCT, nullptr);
+    Node *first = var("m", &type_int);
+    record->members = first->symbol;
+    record->size = 4;
+    Node *s = var("s", record), *t = var("t", record), *other = var("o", &type_int);
+    auto member = [&](Node *object) {
+        Node *n = copy_tree(object);
+        n->type = &type_int;
+        n->value = 2;
+        return n;
+    };
+    auto assign = [](Node *target, Node *value) { return check_binary(op(OP_ASSIGN, target->type, target, value)); };
+    auto read = [&](Node *n) { return fetched(copy_tree(n)); };
+
+    assign(member(s), num(5));
+    assign(other, num(6));
+    EXPECT_EQ(read(member(s)), "(leaf int 5)");
+    assign(copy_tree(s), copy_tree(t));
+    EXPECT_EQ(read(member(s)), "(leaf int sym s+2 lvalue)");
+    EXPECT_EQ(read(other), "(leaf int 6)");
+
+    Node *array = var("a", arr(&type_int, 4));
+    Node *element = copy_tree(array);
+    element->type = &type_int;
+    element->value = 4;
+    assign(element, num(7));
+    EXPECT_EQ(read(element), "(leaf int 7)");
+    // *(a + i) = 1 may hit a[2].
+    Node *address = copy_tree(array);
+    address->leaf = LEAF_SYMBOL;
+    address->type = ptr(&type_int);
+    Node *sum = op(OP_ADD, address->type, address, var("i", &type_int));
+    assign(op(OP_DEREF, &type_int, sum), num(1));
+    EXPECT_EQ(read(element), "(leaf int sym a+4 lvalue)");
+    EXPECT_EQ(read(other), "(leaf int 6)");
+    EXPECT_EQ(messages(), "");
+}
+
 }  // namespace
