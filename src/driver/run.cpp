@@ -16,7 +16,10 @@
 #include "lexer/pptoken.h"
 #include "lexer/token.h"
 #include "lexer/tokenizer.h"
+#include "preproc/directives.h"
 #include "preproc/macros.h"
+#include "preproc/output.h"
+#include "preproc/pragma.h"
 #include "preproc/source.h"
 #include "runtime/alloc.h"
 #include "runtime/options.h"
@@ -56,6 +59,15 @@ bool open_sources()
         if (!open_source(header_list.slots[i], true))
             return false;
     return true;
+}
+
+// The unit read as C into the intermediate file. The declaration parser
+// is not built yet: today every token is read, so that each line passes
+// the directive stage with its messages, and nothing is written.
+void translate_unit()
+{
+    while (next_token()->code != TK_END) {
+    }
 }
 
 }  // namespace
@@ -130,13 +142,15 @@ int zpc_run(int argc, char **argv, const RunHooks *hooks)
     if (!commit_outputs(input_name) || !opened)
         return finish_run(1);
 
-    // Not yet built for zpc itself: the memory-space tables are set up
-    // here, and then either the preprocess-only output (-e, -md) or the
-    // parse of the unit into the intermediate file runs. Until then zpc
-    // opens and checks the sources, and its output holds nothing but a -md
-    // target.
+    // The memory-space tables are set up here once spaces are built.
     if (hooks && hooks->unit)
         hooks->unit();
+    else if (preprocess_only)
+        write_preprocessed();
+    else
+        translate_unit();
+    if (!preprocess_only && !analyser_output)
+        check_open_conditionals();
 
     if (make_dependencies)
         std::fputs("\n", output_stream);
@@ -154,6 +168,8 @@ void zpc_reset()
     options_library_reset();
     run_texts_reset();
     tokenizer_reset();
+    directives_reset();
+    pragma_reset();
     expansion_reset();
     macros_reset();
     pp_tokens_reset();

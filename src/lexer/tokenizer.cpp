@@ -40,6 +40,8 @@ struct TokenizerState {
 
 TokenizerState state;
 TokenizerState saved;
+// A current token without a code: messages take the reader's line.
+Token line_position{};
 bool redirected = false;
 
 RecordedToken *recording_head = nullptr;
@@ -64,10 +66,16 @@ PpToken *peek_pp()
             return nullptr;
         free_pp_list(state.line_list);
         state.line_list = nullptr;
+        // While a line is read and passes the directive stage, messages
+        // stand at its line, not at the last token served.
+        Token *served = current_token;
+        current_token = served ? &line_position : nullptr;
         char *text = read_logical_line(false);
+        if (text)
+            state.line_list = state.cursor = process_line(scan_line(text));
+        current_token = served;
         if (!text)
             return nullptr;
-        state.line_list = state.cursor = process_line(scan_line(text));
     }
 }
 

@@ -1,4 +1,103 @@
 #include "preproc/pragma.h"
 
-// Pragmas are not carried out yet: the operand is accepted and dropped.
-void pragma_directive(PpToken *list) { free_pp_list(list); }
+#include <cstdio>
+#include <cstring>
+
+#include "driver/diagnostics.h"
+#include "driver/options.h"
+#include "lexer/constants.h"
+#include "lexer/token.h"
+#include "preproc/directives.h"
+#include "preproc/macros.h"
+#include "runtime/textbuf.h"
+
+std::int32_t align_mode = 0;
+std::uint32_t unroll_count = 0;
+
+namespace {
+
+void pragma_align(const PpToken *t)
+{
+    if (!t || t->kind != TK_IDENT || even_align_data)
+        return;
+    if (spelled(t, "on"))
+        align_mode = 1;
+    else if (spelled(t, "off"))
+        align_mode = 0;
+}
+
+void pragma_unroll(const PpToken *t)
+{
+    if (!t || t->kind != TK_PPNUMBER) {
+        unroll_count = 0;
+        return;
+    }
+    Token number{};
+    convert_number(&number, t);
+    if (number.code >= TK_INT_CONST && number.code <= TK_ULONG_CONST)
+        unroll_count = number.value;
+    else
+        report("bad #pragma unroll directive");
+}
+
+void pragma_message(PpToken **rest)
+{
+    PpToken head{};
+    head.next = *rest;
+    expand_list(&head, 0);
+    *rest = head.next;
+    TextBuffer text;
+    directive_text(head.next, text);
+    std::FILE *stream = error_stream ? error_stream : stderr;
+    std::fprintf(stream, "#message %.*s\n", static_cast<int>(text.length), text.data ? text.data : "");
+}
+
+// The pragmas whose operands are declarations: their parsers come with
+// memory spaces and attributes. Until then each says so.
+void pragma_space(const PpToken *) { report("#pragma space not supported yet"); }
+void pragma_section(const PpToken *) { report("#pragma section not supported yet"); }
+void pragma_attribute(const PpToken *) { report("#pragma attribute not supported yet"); }
+
+}  // namespace
+
+void pragma_directive(PpToken *list)
+{
+    PpToken *word = list;
+    if (!word || word->kind != TK_IDENT) {
+        free_pp_list(list);
+        return;
+    }
+    // The word goes; its handler owns the rest of the line.
+    PpToken *rest = word->next;
+    word->next = nullptr;
+    if (spelled(word, "asm") || spelled(word, "endasm")) {
+        (spelled(word, "asm") ? asm_directive : endasm_directive)(rest);
+        rest = nullptr;
+    } else if (spelled(word, "space")) {
+        pragma_space(rest);
+    } else if (spelled(word, "align")) {
+        pragma_align(rest);
+    } else if (spelled(word, "unroll")) {
+        pragma_unroll(rest);
+    } else if (spelled(word, "section")) {
+        pragma_section(rest);
+    } else if (spelled(word, "message")) {
+        pragma_message(&rest);
+    } else if (spelled(word, "warning")) {
+        TextBuffer text;
+        directive_text(rest, text);
+        report("WW%s", text.data ? text.data : "");
+    } else if (spelled(word, "attribute")) {
+        pragma_attribute(rest);
+    } else if (warn_unknown_pragmas) {
+        report("WWunknown #pragma directive");
+    }
+    free_pp_list(word);
+    free_pp_list(rest);
+}
+
+void pragma_reset()
+{
+    align_mode = 0;
+    unroll_count = 0;
+}
