@@ -249,12 +249,11 @@ void elif_directive(PpToken *list)
 
 void endif_directive(PpToken *list)
 {
-    if (CondFrame *f = cond_stack) {
+    if (CondFrame *f = cond_stack)
         cond_stack = static_cast<CondFrame *>(release(f, f->link));
-        unexpected_after(list);
-    } else {
+    else
         report("bad #endif");
-    }
+    unexpected_after(list);
     free_pp_list(list);
 }
 
@@ -393,6 +392,39 @@ const Directive *find_directive(const PpToken *name)
     return nullptr;
 }
 
+// Reads the lines a comment on a directive line runs on over, and puts
+// the tokens after the comment in place of the line's end; the comment's
+// text stays in front of them, as if the lines were one. False at the end
+// of input.
+bool join_continuation(PpToken *list)
+{
+    PpToken *before = list;
+    while (before->next->kind != TK_EOL)
+        before = before->next;
+    PpToken *eol = before->next;
+    TextBuffer ws;
+    ws.append(eol->ws, eol->ws_len);
+    for (;;) {
+        char *text = read_logical_line(true);
+        if (!text)
+            return false;
+        PpToken *more = scan_line(text);
+        if (!more)
+            continue;
+        ws.append(more->ws, more->ws_len);
+        if (more->kind == TK_EOL && !more->next && comment_open) {
+            free_pp_list(more);  // a line inside the comment
+            continue;
+        }
+        std::size_t length = ws.length > 0xFFFF ? 0xFFFF : ws.length;
+        more->ws = scratch_text(ws.data ? ws.data : "", length);
+        more->ws_len = static_cast<std::uint16_t>(length);
+        before->next = more;
+        free_pp_list(eol);
+        return true;
+    }
+}
+
 // A directive line; the line itself when it is to be written out as text
 // (an active #pragma under -e), else null.
 PpToken *directive(PpToken *list)
@@ -410,20 +442,7 @@ PpToken *directive(PpToken *list)
     }
     // A comment still open at the end of the line: the directive goes on
     // behind it, on the lines that follow.
-    while (comment_open) {
-        char *text = read_logical_line(true);
-        if (!text)
-            break;
-        PpToken *more = scan_line(text);
-        if (!more)
-            continue;
-        PpToken *before = list;
-        while (before->next->kind != TK_EOL)
-            before = before->next;
-        PpToken *eol = before->next;
-        before->next = more;
-        eol->next = nullptr;
-        free_pp_list(eol);
+    while (comment_open && join_continuation(list)) {
     }
     const Directive *d = find_directive(name);
     if (!d) {
