@@ -14,6 +14,8 @@
 //                                 ("noeol" after them as after file)
 //   --- output x.o                expected content of a file after the run
 //   --- absent x.o                a file that must not exist after the run
+//   --- dump x.o                  expected zpc-dump text of an intermediate file
+//                                 after the run (zpc-dump must succeed)
 //
 // Blank lines at the end of a section are dropped.
 // Lines before the first "===", and lines starting with "#" between the
@@ -52,6 +54,7 @@ struct Case {
     int status = 0;
     std::string out, err;
     std::vector<FileSpec> outputs;  // expected files
+    std::vector<FileSpec> dumps;    // expected zpc-dump texts
     std::vector<std::string> absent;
 };
 
@@ -123,8 +126,8 @@ bool parse_cases(const char *path, std::vector<Case> &cases)
             std::vector<std::string> w = split_words(line.substr(4));
             const std::string kind = w.empty() ? "" : w[0];
             std::string arg = w.size() > 1 ? w[1] : "";
-            if (kind == "file" || kind == "output") {
-                auto &list = kind == "file" ? c.files : c.outputs;
+            if (kind == "file" || kind == "output" || kind == "dump") {
+                auto &list = kind == "file" ? c.files : kind == "dump" ? c.dumps : c.outputs;
                 list.push_back({arg, "", false});
                 body = &list.back().content;
                 drop_last_newline = w.size() > 2 && w[2] == "noeol";
@@ -262,6 +265,22 @@ bool run_case(const std::string &bin_dir, const Case &c, const char *file)
             problems.push_back(f.name + " was not written");
         else if (got != f.content)
             problems.push_back(f.name + ":\n" + show(got) + "expected:\n" + show(f.content));
+    }
+    for (const FileSpec &f : c.dumps) {
+        std::string command = "cd '" + dir + "' && '" + bin_dir + "/zpc-dump' '" + f.name + "' 2>&1";
+        std::string got;
+        int dump_status = -1;
+        if (FILE *pipe = ::popen(command.c_str(), "r")) {
+            char buffer[4096];
+            std::size_t n;
+            while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0)
+                got.append(buffer, n);
+            dump_status = ::pclose(pipe);
+        }
+        if (dump_status != 0)
+            problems.push_back("zpc-dump " + f.name + " failed:\n" + show(got));
+        else if (got != f.content)
+            problems.push_back("zpc-dump " + f.name + ":\n" + show(got) + "expected:\n" + show(f.content));
     }
     for (const std::string &name : c.absent) {
         struct stat st;

@@ -7,6 +7,7 @@
 #include "driver/diagnostics.h"
 #include "driver/options.h"
 #include "host/host.h"
+#include "decl/declare.h"
 #include "decl/names.h"
 #include "decl/types.h"
 #include "expr/check.h"
@@ -16,6 +17,8 @@
 #include "lexer/pptoken.h"
 #include "lexer/token.h"
 #include "lexer/tokenizer.h"
+#include "output/emit.h"
+#include "output/records.h"
 #include "preproc/directives.h"
 #include "preproc/macros.h"
 #include "preproc/output.h"
@@ -61,13 +64,34 @@ bool open_sources()
     return true;
 }
 
-// The unit read as C into the intermediate file. The declaration parser
-// is not built yet: today every token is read, so that each line passes
-// the directive stage with its messages, and nothing is written.
+// The unit as top-level items: assembly text is copied where it stands,
+// everything else is one external declaration. Then the end-of-unit work.
 void translate_unit()
 {
-    while (next_token()->code != TK_END) {
+    write_unit_record();
+    for (;;) {
+        Token *t = next_token();
+        if (t->code == TK_END)
+            break;
+        if (t->code == TK_ASM) {
+            emit_file(current_file_name());
+            emit_line(t->line);
+            emit_asm_text(reinterpret_cast<const char *>(t->value), t->length);
+            release_token_value(t);
+            continue;
+        }
+        push_back_token();
+        external_declaration();
     }
+    if (analyser_output)
+        return;
+    check_open_conditionals();
+    emit_space_names();
+    finish_unit(true);
+    if (strict_ansi && !object_declared)
+        report("missing object declaration");
+    if (error_count == 0)
+        emit_literal_pool();
 }
 
 }  // namespace
@@ -143,14 +167,15 @@ int zpc_run(int argc, char **argv, const RunHooks *hooks)
         return finish_run(1);
 
     // The memory-space tables are set up here once spaces are built.
-    if (hooks && hooks->unit)
+    if (hooks && hooks->unit) {
         hooks->unit();
-    else if (preprocess_only)
+        if (!analyser_output)
+            check_open_conditionals();
+    } else if (preprocess_only) {
         write_preprocessed();
-    else
+    } else {
         translate_unit();
-    if (!preprocess_only && !analyser_output)
-        check_open_conditionals();
+    }
 
     if (make_dependencies)
         std::fputs("\n", output_stream);
@@ -179,4 +204,7 @@ void zpc_reset()
     check_reset();
     types_reset();
     names_reset();
+    declare_reset();
+    records_reset();
+    emit_reset();
 }

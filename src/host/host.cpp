@@ -186,6 +186,16 @@ bool host_list_directory(const char *dir, const char *pattern,
 
 const char *host_getenv(const char *name) { return std::getenv(name); }
 
+bool host_current_directory(char *out, std::size_t size)
+{
+    if (!getcwd(out, size)) {
+        if (size)
+            out[0] = 0;
+        return false;
+    }
+    return true;
+}
+
 void host_local_time(std::tm *out)
 {
     std::time_t now = std::time(nullptr);

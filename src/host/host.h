@@ -61,6 +61,9 @@ bool host_list_directory(const char *dir, const char *pattern,
                          void *context);
 
 const char *host_getenv(const char *name);
+// The working directory into `out` (no final '/'); false when it cannot be
+// had or does not fit.
+bool host_current_directory(char *out, std::size_t size);
 void host_local_time(std::tm *out);
 
 // Unbuffered writes to handles 1 and 2.

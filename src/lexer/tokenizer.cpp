@@ -252,6 +252,13 @@ void record(const Token *t)
 // but no column, and no repeat of them is dropped for want of a token.
 Token *current_token = nullptr;
 
+void release_token_value(Token *t)
+{
+    free_token_value(t);
+    if (t->code == TK_ASM)
+        t->value = 0;
+}
+
 const char *token_spelling(std::uint16_t code)
 {
     static const char *const punctuators[105] = {

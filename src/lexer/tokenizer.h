@@ -41,4 +41,6 @@ void start_replay(RecordedToken *list);
 void stop_replay();
 void free_recording(RecordedToken *list);
 
+// Frees what a token owns (the text of assembly text).
+void release_token_value(Token *t);
 void tokenizer_reset();

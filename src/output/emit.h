@@ -1,0 +1,32 @@
+// The emitter: turns declarations, data and assembly text into records of
+// the intermediate file. Function bodies, data with initial values and the
+// literal pool join it as the statement and initializer readers arrive.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+
+struct Symbol;
+
+// REC_FILE when `name` is not the name written last (compared by
+// identity); -xp splits off the directory, -xf writes the full path.
+void emit_file(const char *name);
+void emit_line(std::uint32_t line);
+// Assembly text copied where it stands, with the file and line it came from.
+void emit_asm_text(const char *text, std::size_t n);
+// The start of an object's storage: REC_DATA_AT for an object at an
+// absolute address, else REC_DATA or REC_DATA_ATTR. The items follow, then
+// emit_data_end().
+void emit_data_start(const Symbol *symbol);
+void emit_space(std::uint32_t n);
+void emit_data_end();
+// mode 0: REC_EXTERN; 0x800: REC_FUNC_DEF; other: REC_OBJ_DEF.
+void emit_declaration(const Symbol *symbol, unsigned mode);
+// REC_SPACE_NAME for each user-defined space name not yet written.
+void emit_space_names();
+
+// The string and floating literals that expressions referred to, written
+// at the end of a unit without errors. Not built yet: nothing writes an
+// expression yet, so no literal has a label to be written under.
+void emit_literal_pool();
+
+void emit_reset();
