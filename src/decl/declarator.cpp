@@ -181,12 +181,14 @@ bool parse_specifiers(Symbol *decl, const std::uint8_t *allowed)
     return bits != 0 || found_class || decl->attr != 0;
 }
 
-bool parse_declarator(Symbol *decl)
+namespace {
+
+// The `*` prefix of a declarator with the qualifiers after each `*`. True
+// when there was one.
+[[gnu::noinline]] bool read_pointer_prefix(Symbol *decl)
 {
-    const Type *start = decl->type;
     bool star = false;
-    Token *t;
-    while ((t = next_token())->code == TK_STAR) {
+    while (next_token()->code == TK_STAR) {
         star = true;
         Type *p = new_type(KIND_POINTER, decl->type);
         p->attr = decl->attr;
@@ -194,43 +196,18 @@ bool parse_declarator(Symbol *decl)
         read_pointer_qualifiers(&decl->attr);
         decl->type = p;
     }
+    push_back_token();
+    return star;
+}
 
-    bool present = false;
-    Symbol inner{};
-    bool has_inner = false;
-    if (t->code == TK_IDENT) {
-        decl->name = reinterpret_cast<Name *>(t->value);
-        present = true;
-    } else if (t->code == TK_LPAREN) {
-        if (enter_nesting()) {
-            inner.type = nullptr;
-            inner.attr = 0;
-            bool got = parse_declarator(&inner);
-            leave_nesting();
-            if (got) {
-                has_inner = present = true;
-                decl->name = inner.name;
-                expect(TK_RPAREN);
-            } else {
-                push_back_token();  // the `(` of a function suffix: int (int)
-                present = true;
-            }
-        } else {
-            // Nested too deeply: the rest up to the closing `)` was passed over.
-            expect(TK_RPAREN);
-            present = true;
-        }
-    } else {
-        push_back_token();
-        present = star && (t->code == TK_RPAREN || t->code == TK_LBRACKET);
-    }
-
-    // Suffixes: each wraps the type at the current position and becomes
-    // the new position, so that a[2][3] is an array of 2 arrays of 3.
+// Array and function suffixes. Each wraps the type at the current position
+// and becomes the new position, so that a[2][3] is an array of 2 arrays of 3.
+[[gnu::noinline]] void read_suffixes(Symbol *decl)
+{
     Type **position = &decl->type;
     const Type *container = nullptr;
     for (;;) {
-        t = next_token();
+        Token *t = next_token();
         if (t->code == TK_LBRACKET) {
             Type *wrapped = *position;
             if ((wrapped && wrapped->kind == KIND_FUNCTION) || (container && container->kind == KIND_FUNCTION))
@@ -264,24 +241,74 @@ bool parse_declarator(Symbol *decl)
             container = function;
         } else {
             push_back_token();
-            break;
+            return;
         }
     }
-    default_pointer_levels(decl->type, start);
+}
 
-    if (has_inner && inner.type) {
-        Type *level = inner.type;
-        while (level->of)
-            level = level->of;
-        level->of = decl->type;
-        if (level->kind == KIND_POINTER) {
-            level->attr = apply_default_attributes(decl->attr, TK_STAR, decl->type ? decl->type->kind : KIND_INT);
-            decl->attr = inner.attr;
-        } else if (level->kind == KIND_FUNCTION) {
-            decl->attr = inner.attr;
-        }
-        decl->type = inner.type;
+// The inner declarator's chain put in front of the outer one: its
+// innermost level takes the outer chain.
+[[gnu::noinline]] void join_inner(Symbol *decl, const Symbol *inner)
+{
+    Type *level = inner->type;
+    while (level->of)
+        level = level->of;
+    level->of = decl->type;
+    if (level->kind == KIND_POINTER) {
+        level->attr = apply_default_attributes(decl->attr, TK_STAR, decl->type ? decl->type->kind : KIND_INT);
+        decl->attr = inner->attr;
+    } else if (level->kind == KIND_FUNCTION) {
+        decl->attr = inner->attr;
     }
+    decl->type = inner->type;
+}
+
+}  // namespace
+
+// Recursive through parenthesised inner declarators: its frame is kept to
+// the inner record and a few words, so that the nesting limit is reached
+// long before the stack's end, with sanitizers too.
+bool parse_declarator(Symbol *decl)
+{
+    const Type *start = decl->type;
+    bool star = read_pointer_prefix(decl);
+
+    bool present = false;
+    Symbol inner;
+    bool has_inner = false;
+    Token *t = next_token();
+    if (t->code == TK_IDENT) {
+        decl->name = reinterpret_cast<Name *>(t->value);
+        present = true;
+    } else if (t->code == TK_LPAREN) {
+        if (enter_nesting()) {
+            inner.type = nullptr;
+            inner.attr = 0;
+            inner.name = nullptr;
+            bool got = parse_declarator(&inner);
+            leave_nesting();
+            if (got) {
+                has_inner = present = true;
+                decl->name = inner.name;
+                expect(TK_RPAREN);
+            } else {
+                push_back_token();  // the `(` of a function suffix: int (int)
+                present = true;
+            }
+        } else {
+            // Nested too deeply: the rest up to the closing `)` was passed over.
+            expect(TK_RPAREN);
+            present = true;
+        }
+    } else {
+        push_back_token();
+        present = star && (t->code == TK_RPAREN || t->code == TK_LBRACKET);
+    }
+
+    read_suffixes(decl);
+    default_pointer_levels(decl->type, start);
+    if (has_inner && inner.type)
+        join_inner(decl, &inner);
     return present;
 }
 
