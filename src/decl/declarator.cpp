@@ -319,7 +319,10 @@ void parse_parameters(Type *function)
     *tail = nullptr;
     std::unordered_set<const Name *> names;
     bool variable = false;
-    bool nested = enter_nesting();
+    // A nested parameter list holds the frames of a whole declaration, so it
+    // counts for several levels of the nesting limit.
+    constexpr std::int32_t PARAMETER_LIST_WEIGHT = 8;
+    bool nested = enter_nesting(PARAMETER_LIST_WEIGHT);
     Token *t = next_token();
     if (!nested) {
         push_back_token();
@@ -390,7 +393,7 @@ void parse_parameters(Type *function)
         }
     }
     if (nested)
-        leave_nesting();
+        leave_nesting(PARAMETER_LIST_WEIGHT);
     if (!variable)
         new_symbol(tail, nullptr, SC_NONE, new_type(KIND_VOID, nullptr));  // the end marker
     end_prototype_lists(function, saved);

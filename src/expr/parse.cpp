@@ -737,18 +737,18 @@ void skip_nested_text()
 
 }  // namespace
 
-bool enter_nesting()
+bool enter_nesting(std::int32_t weight)
 {
-    if (nesting_depth >= EXPRESSION_NESTING_LIMIT) {
+    if (nesting_depth + weight > EXPRESSION_NESTING_LIMIT) {
         report("expression nested too deeply");
         skip_nested_text();
         return false;
     }
-    ++nesting_depth;
+    nesting_depth += weight;
     return true;
 }
 
-void leave_nesting() { --nesting_depth; }
+void leave_nesting(std::int32_t weight) { nesting_depth -= weight; }
 
 Node *parse_unary(unsigned context)
 {

@@ -47,7 +47,9 @@ extern bool constant_replacement_forced;
 // constant 0 (or nothing) in its place. Every true enter_nesting() is
 // paired with leave_nesting().
 constexpr std::int32_t EXPRESSION_NESTING_LIMIT = 10000;
-bool enter_nesting();
-void leave_nesting();
+// `weight`: how many levels one step of nesting counts for, for the
+// recursions whose frames are larger than an expression's.
+bool enter_nesting(std::int32_t weight = 1);
+void leave_nesting(std::int32_t weight = 1);
 
 void parse_reset();

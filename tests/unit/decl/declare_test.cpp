@@ -244,3 +244,47 @@ TEST_F(DeclareTest, DebugListTakesEachSymbolOnce)
 }
 
 }  // namespace
+
+namespace {
+
+// Large and deep shapes end with the declaration after them read normally:
+// within the limits without a message, past them with one.
+TEST_F(DeclareTest, LargeAndDeepDeclarationsEndCleanly)
+{
+    auto repeat = [](const char *piece, int n) {
+        std::string s;
+        for (int i = 0; i < n; ++i)
+            s += piece;
+        return s;
+    };
+    std::string many;
+    for (int i = 0; i < 10000; ++i)
+        many += "int v" + std::to_string(i) + ";\n";
+    std::string params = "int f(int p0";
+    for (int i = 1; i < 10000; ++i)
+        params += ",\nchar (*p" + std::to_string(i) + ")(int)";
+    params += ");\n";
+    struct Shape {
+        std::string source;
+        const char *messages;
+    } shapes[] = {
+        {many, ""},
+        {params, ""},
+        {"int " + repeat("(\n", 10000) + "x" + repeat(")\n", 10000) + ";\n", ""},
+        {"int " + repeat("(\n", 10001) + "x" + repeat(")\n", 10001) + ";\n",
+         "expression nested too deeply\nmissing name in declaration\n"},
+        {"int " + repeat("*\n", 20000) + "x;\n", ""},
+        {"int x" + repeat("[1]\n", 10000) + ";\n", ""},
+        {"int g" + repeat("(int (*)\n", 1200) + "(void)" + repeat(")\n", 1200) + ";\n", ""},
+        {"int g" + repeat("(int (*)\n", 1300) + "(void)" + repeat(")\n", 1300) + ";\n",
+         "expression nested too deeply\nexpression nested too deeply\n"},
+    };
+    for (const Shape &shape : shapes) {
+        fresh();
+        unit(shape.source + "int ok;");
+        EXPECT_EQ(symbol("ok"), "0 0000 int") << shape.source.substr(0, 40);
+        EXPECT_EQ(texts(messages()), shape.messages) << shape.source.substr(0, 40);
+    }
+}
+
+}  // namespace
