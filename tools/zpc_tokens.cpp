@@ -6,9 +6,11 @@
 #include <cstring>
 
 #include "decl/names.h"
+#include "driver/options.h"
 #include "driver/run.h"
 #include "lexer/constants.h"
 #include "lexer/tokenizer.h"
+#include "preproc/directives.h"
 #include "preproc/source.h"
 #include "runtime/alloc.h"
 #include "runtime/options.h"
@@ -150,6 +152,8 @@ void print_tokens()
     }
     dump.flush();
     std::fflush(dump.out);
+    if (!analyser_output)
+        check_open_conditionals();
 }
 
 }  // namespace

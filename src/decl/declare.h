@@ -5,6 +5,7 @@
 #pragma once
 #include <cstdint>
 
+struct Node;
 struct Symbol;
 struct Type;
 
@@ -69,6 +70,11 @@ bool function_definition(Symbol *sym, std::uint32_t start_line);
 // After the declarator of an object: an optional initializer. True when
 // the declaration defines the object.
 bool read_initializer(Symbol *sym);
+// After the declarator of a block-scope object: an optional initializer;
+// the expression that initializes the object, or null.
+Node *init_local(Symbol *sym);
+// An `= initializer` that is passed over, up to the `,` or `;` after it.
+void skip_initializer();
 
 // The end of the unit (final) or the storage flush of #pragma section:
 // undefined names, pending storage and the symbol records. Not built yet:

@@ -14,8 +14,33 @@ bool read_initializer(Symbol *sym)
     // Initializers are not read yet: the initializer is reported and
     // passed over up to the `,` or `;` that ends it.
     report("initializers not supported yet");
+    push_back_token();
+    skip_initializer();
+    return true;
+}
+
+Node *init_local(Symbol *sym)
+{
+    // Local initializers are not read yet: reported and passed over.
+    (void)sym;
+    if (next_token()->code == TK_ASSIGN) {
+        report("initializers not supported yet");
+        push_back_token();
+        skip_initializer();
+    } else {
+        push_back_token();
+    }
+    return nullptr;
+}
+
+void skip_initializer()
+{
+    if (next_token()->code != TK_ASSIGN) {
+        push_back_token();
+        return;
+    }
     for (std::int32_t depth = 0;;) {
-        t = next_token();
+        Token *t = next_token();
         if (t->code == TK_END || (depth == 0 && (t->code == TK_COMMA || t->code == TK_SEMICOLON))) {
             push_back_token();
             break;
@@ -24,6 +49,6 @@ bool read_initializer(Symbol *sym)
             ++depth;
         else if ((t->code == TK_RBRACE || t->code == TK_RPAREN || t->code == TK_RBRACKET) && depth > 0)
             --depth;
+        release_token_value(t);
     }
-    return true;
 }

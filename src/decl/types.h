@@ -13,6 +13,7 @@ struct InitEntry;
 struct Node;
 struct SourceFile;
 struct Symbol;
+struct Stmt;
 
 // Kind codes: bit 0 unsigned, bit 1 bitfield, the high nibble the class.
 constexpr std::uint8_t KIND_CHAR = 0x10;  // signed char; plain char unless -u
@@ -118,6 +119,7 @@ constexpr std::uint32_t SYM_HIDDEN = 0x40;      // lookups pass over it
 constexpr std::uint32_t SYM_WIDENED = 0x80;     // argument passed widened
 constexpr std::uint32_t SYM_ADDRESSED = 0x400;  // address taken, reached indirectly
 constexpr std::uint32_t SYM_FILE_SCOPE = 0x800;  // file-scope object or function
+constexpr std::uint32_t SYM_IMPLICITLY_DECLARED = 0x1000;  // a function declared by its call
 constexpr std::uint32_t SYM_ASSIGNED = 0x4000;
 constexpr std::uint32_t SYM_ALIGN_ON = 0x8000;         // declared under #pragma align on
 constexpr std::uint32_t SYM_INLINE_BUSY = 0x10000;     // inline body being read or expanded
@@ -137,6 +139,7 @@ struct Symbol {
     union {
         Type *type;
         Symbol *next_enumerator;  // an enumerator other than the last
+        Stmt *statement;          // a label or case-table entry: the labelled statement
     };
     Name *name;          // null for unnamed parameters and the list's end marker
     Node *alias;         // the expression a localized symbol is aliased to

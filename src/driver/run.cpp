@@ -64,6 +64,8 @@ bool open_sources()
     return true;
 }
 
+}  // namespace
+
 // The unit as top-level items: assembly text is copied where it stands,
 // everything else is one external declaration. Then the end-of-unit work.
 void translate_unit()
@@ -93,8 +95,6 @@ void translate_unit()
     if (error_count == 0)
         emit_literal_pool();
 }
-
-}  // namespace
 
 int finish_run(int status)
 {
@@ -169,8 +169,6 @@ int zpc_run(int argc, char **argv, const RunHooks *hooks)
     // The memory-space tables are set up here once spaces are built.
     if (hooks && hooks->unit) {
         hooks->unit();
-        if (!analyser_output)
-            check_open_conditionals();
     } else if (preprocess_only) {
         write_preprocessed();
     } else {

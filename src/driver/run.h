@@ -10,6 +10,9 @@ struct RunHooks {
     bool output_to_stdout;
 };
 
+// zpc's own step: the unit read as C, the intermediate file written.
+void translate_unit();
+
 // The whole run; returns the exit status. argv is modified in place.
 int zpc_run(int argc, char **argv, const RunHooks *hooks = nullptr);
 

@@ -119,3 +119,8 @@ Node *fold_assignment_chain(Node *assignment);
 void track_assignment(Node *assignment);
 void record_assignment(Node *assignment);
 void forget_known_values();
+// The list as it stands now, and the list put back to such a mark (taken
+// earlier in the same function: the statement code joins the values known
+// after the branches of an if).
+Node *known_values_mark();
+void restore_known_values(Node *mark);

@@ -280,3 +280,22 @@ void forget_known_values()
     known_values = nullptr;
     ++known_epoch;
 }
+
+Node *known_values_mark() { return known_values; }
+
+void restore_known_values(Node *mark)
+{
+    if (mark == known_values)
+        return;
+    // Cells are never changed once made, so the list as it was is still
+    // whole; only the symbols' chains must be pointed back at it.
+    known_values = mark;
+    ++known_epoch;
+    for (Node *cell = mark; cell; cell = cell_next(cell)) {
+        Symbol *s = base_symbol(cell_lvalue(cell));
+        if (s && s->known_epoch != known_epoch) {
+            s->known_cell = cell;
+            s->known_epoch = known_epoch;
+        }
+    }
+}

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "decl/names.h"
+#include "driver/diagnostics.h"
 #include "decl/types.h"
 #include "driver/options.h"
 #include "host/host.h"
@@ -162,6 +163,17 @@ void emit_space_names()
 }
 
 void emit_literal_pool() {}
+
+void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, std::uint32_t brace_line,
+                   std::uint32_t argument_bytes)
+{
+    (void)symbol;
+    (void)body;
+    (void)declaration_line;
+    (void)brace_line;
+    (void)argument_bytes;
+    report("code for functions not supported yet");
+}
 
 void emit_reset()
 {

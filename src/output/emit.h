@@ -29,4 +29,11 @@ void emit_space_names();
 // expression yet, so no literal has a label to be written under.
 void emit_literal_pool();
 
+struct Stmt;
+// A function definition: its records, its body lowered to labels, jumps
+// and branches. Not built yet: reported ("code for functions not
+// supported yet") and nothing is written.
+void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, std::uint32_t brace_line,
+                   std::uint32_t argument_bytes);
+
 void emit_reset();

@@ -1,0 +1,30 @@
+// The passes a function body goes through after the statement reader, each
+// called from one place. Those of later stages are named and placed here
+// already; until they are built they leave the body as it is.
+#pragma once
+#include <cstdint>
+
+struct Node;
+struct Stmt;
+struct Symbol;
+
+// Inline functions: the pending calls of @inline functions in the
+// expression at *slot expanded in place. Not built yet: the calls stay
+// calls (the definition of an inline function is reported instead).
+void expand_inline_calls(Node **slot, Stmt *from_statement, bool value_used);
+
+// Body preparation: 2 when the loop test `condition` is known to hold for
+// the value the initialization `init` gives, 1 when it is known not to,
+// 0 when it cannot be told.
+int loop_test(Node *init, Node *condition);
+// Body preparation: a for loop offered for the counted-loop conversion.
+// Not built yet: the loop stays a for loop; false.
+bool convert_counted_loop(Stmt *loop, std::uint16_t weight, std::int32_t body_operators,
+                          std::uint32_t start_stamp);
+// Body preparation: final folding, dead code and the frame of the locals.
+// Not built yet: the body is left as it is.
+void prepare_statement(Stmt *stmt);
+
+// Flow analysis over a function body: used-before-set warnings, dead
+// stores, tail calls and shared storage for locals. Not built yet.
+void analyse_flow(Stmt *body);
