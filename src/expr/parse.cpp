@@ -750,6 +750,14 @@ bool enter_nesting(std::int32_t weight)
 
 void leave_nesting(std::int32_t weight) { nesting_depth -= weight; }
 
+bool enter_nesting_quietly(std::int32_t weight)
+{
+    if (nesting_depth + weight > EXPRESSION_NESTING_LIMIT)
+        return false;
+    nesting_depth += weight;
+    return true;
+}
+
 Node *parse_unary(unsigned context)
 {
     if (!enter_nesting())

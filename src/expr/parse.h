@@ -51,5 +51,8 @@ constexpr std::int32_t EXPRESSION_NESTING_LIMIT = 10000;
 // recursions whose frames are larger than an expression's.
 bool enter_nesting(std::int32_t weight = 1);
 void leave_nesting(std::int32_t weight = 1);
+// As enter_nesting(), but past the limit nothing is reported or skipped:
+// the caller does both in its own way.
+bool enter_nesting_quietly(std::int32_t weight = 1);
 
 void parse_reset();

@@ -36,11 +36,14 @@ void report_name(const char *message, const Name *name)
         report(message, 0, "");
 }
 
+// A message without arguments, kept out of the recursive reader's frame.
+[[gnu::noinline]] void report_plain(const char *message) { report(message); }
+
 bool is_labelled(const Stmt *s) { return s && (s->flags & (STMT_CASE_LABEL | STMT_LABELLED)); }
 
 // Whether an unreachable statement can be marked as a whole; it is marked
 // as the check passes it.
-bool mark_unreachable(Stmt *s)
+[[gnu::noinline]] bool mark_unreachable(Stmt *s)
 {
     switch (s->kind) {
     case STMT_EXPR:
@@ -75,7 +78,7 @@ bool mark_unreachable(Stmt *s)
 }
 
 // A message at a statement's first token.
-void report_at_statement(const Stmt *s, const char *message)
+[[gnu::noinline]] void report_at_statement(const Stmt *s, const char *message)
 {
     Token *saved = current_token;
     Token at{};
@@ -157,7 +160,7 @@ void link_local_extern(Symbol *sym, Symbol *decl_scope_end)
 
 // The declarations at the start of a block. An initialization becomes an
 // expression statement appended at *tail.
-void local_declarations(Stmt ***tail)
+[[gnu::noinline]] void local_declarations(Stmt ***tail)
 {
     Symbol spec{};
     for (;;) {
@@ -226,7 +229,7 @@ void local_declarations(Stmt ***tail)
 // Widened arguments are read where the caller put them: a float received
 // as double is converted once at entry; a narrower integer is addressed in
 // the low-order bytes of the int that was passed.
-void receive_widened_arguments(Stmt *body)
+[[gnu::noinline]] void receive_widened_arguments(Stmt *body)
 {
     if (no_widen_arguments)
         return;
@@ -288,7 +291,7 @@ Stmt *read_block(Stmt *continue_target, Stmt *break_target, Stmt *block, bool fu
             break;
         }
         if (t->code == TK_END) {
-            report("unexpected end of file");
+            report_plain("unexpected end of file");
             push_back_token();
             block->end_line = t->line;
             block->end_column = t->column;
@@ -335,7 +338,7 @@ Stmt *read_block(Stmt *continue_target, Stmt *break_target, Stmt *block, bool fu
             r->flags |= STMT_NO_FALL;
             *tail = r;
             if (check_level != 0 && function.result && function.result->kind != KIND_VOID)
-                report("W6missing explicit return");
+                report_plain("W6missing explicit return");
         }
         receive_widened_arguments(block);
         block->locals = close_scope(function_scope);

@@ -28,8 +28,11 @@ namespace {
 
 RecordPool stmt_pool = record_pool<Stmt>();
 
-// The case table of the innermost switch being read; null outside one.
+// The case table of the innermost switch being read (null outside one),
+// and its entry entered last: cases usually come in ascending order, and
+// the search for the place of the next one starts there.
 Symbol **current_cases = nullptr;
+Symbol *last_case = nullptr;
 
 // Loops that may become counted loops.
 struct LoopRecord {
@@ -45,6 +48,9 @@ std::vector<char *> asm_texts;
 
 // The count of calls returned as a function's value, for the whole unit.
 std::int32_t tail_call_count = 0;
+
+// A message without arguments, kept out of the recursive readers' frames.
+[[gnu::noinline]] void report_plain(const char *message) { report(message); }
 
 bool is_plain_variable(const Node *n)
 {
@@ -98,7 +104,7 @@ void set_end(Stmt *s)
 }
 
 // A message at a statement's first token rather than at the current one.
-void report_at(const Stmt *s, const char *message)
+[[gnu::noinline]] void report_at(const Stmt *s, const char *message)
 {
     Token *saved = current_token;
     Token at{};
@@ -110,7 +116,7 @@ void report_at(const Stmt *s, const char *message)
     current_token = saved;
 }
 
-Symbol *find_label(Name *name)
+[[gnu::noinline]] Symbol *find_label(Name *name)
 {
     Symbol *s = find_symbol(name, label_list, nullptr);
     if (!s)
@@ -329,6 +335,7 @@ Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, bool calls)
     bool block = body->kind == STMT_BLOCK;
     Stmt *first = block ? body->body : body;
     Stmt *taken = nullptr, **taken_tail = &taken;
+    // Each statement taken counts as outside the loop for the ones after it.
     Stmt *s = first;
     while (s && s->kind == STMT_EXPR && !s->label_no && !(s->flags & (STMT_LABELLED | STMT_CASE_LABEL)) &&
            hoistable_expression(s->expr, f)) {
@@ -336,6 +343,7 @@ Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, bool calls)
         *taken_tail = s;
         taken_tail = &s->next;
         s->next = nullptr;
+        uncount_moved(s->expr, start);
         s = next;
         if (!block)
             break;
@@ -346,8 +354,6 @@ Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, bool calls)
         body->body = s;
     else
         loop->body = nullptr;
-    for (Stmt *t = taken; t; t = t->next)
-        uncount_moved(t->expr, start);
     if (loop->kind == STMT_FOR) {
         for (Stmt *t = taken; t; t = t->next) {
             if (!loop->init) {
@@ -488,7 +494,7 @@ constexpr std::uint16_t KW_BREAK = 129, KW_CASE = 130, KW_CONTINUE = 133, KW_DEF
                         KW_SWITCH = 153, KW_WHILE = 159;
 
 // Everything up to and with the next `;` is passed over.
-void skip_to_semicolon()
+[[gnu::noinline]] void skip_to_semicolon()
 {
     for (;;) {
         Token *t = next_token();
@@ -504,7 +510,7 @@ void skip_to_semicolon()
 
 // Past the nesting limit a statement is passed over whole: up to its `;`,
 // or its block with every block inside it.
-void skip_statement()
+[[gnu::noinline]] void skip_statement()
 {
     std::int32_t depth = 0;
     for (;;) {
@@ -535,7 +541,7 @@ void skip_statement()
     }
 }
 
-bool starts_declaration(const Token *t)
+[[gnu::noinline]] bool starts_declaration(const Token *t)
 {
     switch (t->code) {
     case 128: case 131: case 132: case 136: case 138: case 139: case 140: case 144: case 145:
@@ -552,7 +558,7 @@ bool starts_declaration(const Token *t)
     }
 }
 
-Stmt *if_statement(Stmt *s, Stmt *continue_target, Stmt *break_target)
+[[gnu::noinline]] Stmt *if_statement(Stmt *s, Stmt *continue_target, Stmt *break_target)
 {
     s->kind = STMT_IF;
     expect(TK_LPAREN);
@@ -587,7 +593,7 @@ Stmt *if_statement(Stmt *s, Stmt *continue_target, Stmt *break_target)
 
 bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_INSIDE); }
 
-Stmt *while_statement(Stmt *s, Stmt *previous)
+[[gnu::noinline]] Stmt *while_statement(Stmt *s, Stmt *previous)
 {
     s->kind = STMT_WHILE;
     ++loop_depth;
@@ -630,7 +636,7 @@ Stmt *while_statement(Stmt *s, Stmt *previous)
     return s;
 }
 
-Stmt *do_statement(Stmt *s)
+[[gnu::noinline]] Stmt *do_statement(Stmt *s)
 {
     s->kind = STMT_DO;
     ++loop_depth;
@@ -643,30 +649,29 @@ Stmt *do_statement(Stmt *s)
     Token *open = expect(TK_LPAREN);
     s->line2 = open->line;
     s->column2 = open->column;
-    Node *test = parse_expression(0);
-    if (!test) {
-        report("missing do test expression");
-    } else if (!make_condition(&test)) {
-        report("invalid do test type");
-    }
-    s->expr = test;
-    if (is_nonzero_constant(test) && !leaves(s))
+    s->expr = parse_expression(0);
+    if (!s->expr)
+        report_plain("missing do test expression");
+    else if (!make_condition(&s->expr))
+        report_plain("invalid do test type");
+    if (is_nonzero_constant(s->expr) && !leaves(s))
         s->flags |= STMT_NO_FALL;
     expect(TK_RPAREN);
     if (s->expr)
         expand_inline_calls(&s->expr, s, true);
     if (s->body && (s->body->flags & STMT_LABELLED))
         s->flags |= STMT_LABELLED;
+    --loop_depth;
+    expect(TK_SEMICOLON);
+    set_end(s);
     Stmt *result = s;
     if (!is_zero_constant(s->expr))
         result = hoist_invariants(s, start, body_calls);
-    --loop_depth;
-    expect(TK_SEMICOLON);
     forget_known_values();
     return result;
 }
 
-Stmt *for_statement(Stmt *s)
+[[gnu::noinline]] Stmt *for_statement(Stmt *s)
 {
     s->kind = STMT_FOR;
     expect(TK_LPAREN);
@@ -678,10 +683,9 @@ Stmt *for_statement(Stmt *s)
     ++loop_depth;
     std::uint32_t start = ++sequence_counter;
     std::int32_t calls = call_count;
-    Node *test = statement_expression(s, true);
-    if (test && !make_condition(&test))
-        report("invalid for test type");
-    s->expr = test;
+    s->expr = statement_expression(s, true);
+    if (s->expr && !make_condition(&s->expr))
+        report_plain("invalid for test type");
     t = expect(TK_SEMICOLON);
     s->line3 = t->line;
     s->column3 = t->column;
@@ -709,7 +713,7 @@ Stmt *for_statement(Stmt *s)
     return s;
 }
 
-void return_statement(Stmt *s)
+[[gnu::noinline]] void return_statement(Stmt *s)
 {
     s->kind = STMT_RETURN;
     Type *result = function.result;
@@ -754,27 +758,28 @@ void return_statement(Stmt *s)
     s->flags |= STMT_NO_FALL;
 }
 
-Stmt *switch_statement(Stmt *s, Stmt *continue_target)
+[[gnu::noinline]] Stmt *switch_statement(Stmt *s, Stmt *continue_target)
 {
     s->kind = STMT_SWITCH;
     s->next_switch = function.switches;
     function.switches = s;
     expect(TK_LPAREN);
-    Node *e = parse_expression(0);
-    if (!e) {
-        report("missing switch test expression");
+    s->expr = parse_expression(0);
+    if (!s->expr) {
+        report_plain("missing switch test expression");
     } else {
-        if (e->type->kind >= 0x4C)
-            report("invalid switch test type");
-        if (e->op == OP_LEAF)
-            e = fetch_value(&e);
-        expand_inline_calls(&e, s, true);
+        if (s->expr->type->kind >= 0x4C)
+            report_plain("invalid switch test type");
+        if (s->expr->op == OP_LEAF)
+            fetch_value(&s->expr);
+        expand_inline_calls(&s->expr, s, true);
     }
-    s->expr = e;
     expect(TK_RPAREN);
     Symbol **saved = current_cases;
+    Symbol *saved_last = last_case;
     s->cases = nullptr;
     current_cases = &s->cases;
+    last_case = nullptr;
     s->body = parse_statement(continue_target, s, nullptr);
     if (s->body->flags & STMT_LABELLED)
         s->flags |= STMT_LABELLED;
@@ -785,10 +790,11 @@ Stmt *switch_statement(Stmt *s, Stmt *continue_target)
             report_at(first, "W4unreachable code");
     }
     current_cases = saved;
+    last_case = saved_last;
     return s;
 }
 
-void assembly_statement(Stmt *s, Token *t)
+[[gnu::noinline]] void assembly_statement(Stmt *s, Token *t)
 {
     s->kind = STMT_ASM;
     Stmt **tail = &s->body;
@@ -840,7 +846,11 @@ void add_case(std::uint8_t kind, std::int32_t value, Stmt *stmt)
         report("invalid %s", 0, what);
         return;
     }
+    // Entries before the last one entered hold smaller values when it is
+    // smaller than this one: no duplicate can be among them.
     Symbol **slot = current_cases;
+    if (last_case && static_cast<std::int32_t>(last_case->value) < value)
+        slot = &last_case->next;
     for (; *slot; slot = &(*slot)->next) {
         Symbol *e = *slot;
         if (e->sclass == kind && static_cast<std::int32_t>(e->value) == value) {
@@ -853,6 +863,7 @@ void add_case(std::uint8_t kind, std::int32_t value, Stmt *stmt)
     Symbol *entry = new_symbol(slot, nullptr, kind, nullptr);
     entry->value = static_cast<std::uint32_t>(value);
     entry->statement = stmt;
+    last_case = entry;
     stmt->flags |= STMT_CASE_LABEL;
 }
 
@@ -866,12 +877,13 @@ Stmt *read_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous);
 // counts toward the parser's nesting limit.
 Stmt *parse_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
 {
-    if (!enter_nesting()) {
+    if (!enter_nesting_quietly()) {
         Token *t = next_token();
         push_back_token();
         Stmt *s = new_stmt(STMT_EXPR);
         s->line = t->line;
         s->column = t->column;
+        report_plain("statement nested too deeply");
         skip_statement();
         set_end(s);
         return s;
@@ -883,14 +895,48 @@ Stmt *parse_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
 
 namespace {
 
-Stmt *read_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
+[[gnu::noinline]] void jump_statement(Stmt *s, std::uint8_t kind, Stmt *target)
 {
-    Token *t = next_token();
-    Stmt *s = new_stmt(STMT_EXPR);
-    s->line = t->line;
-    s->column = static_cast<std::uint16_t>(t->column & ~COLUMN_ASM_FIRST);
+    s->kind = kind;
+    if (target) {
+        s->body = target;
+        target->flags |= kind == STMT_BREAK ? STMT_BROKEN : STMT_CONTINUED;
+    } else {
+        report(kind == STMT_BREAK ? "invalid break" : "invalid continue");
+    }
+    expect(TK_SEMICOLON);
+    s->flags |= STMT_NO_FALL;
+}
 
-    // The labels in front of the statement.
+[[gnu::noinline]] void expression_statement(Stmt *s)
+{
+    s->expr = statement_expression(s, false);
+    resync_code = TK_END;
+    expect(TK_SEMICOLON);
+    resync_code = 0;
+}
+
+[[gnu::noinline]] void goto_statement(Stmt *s, Stmt *continue_target)
+{
+    s->kind = STMT_GOTO;
+    Token *name = next_token();
+    if (name->code == TK_IDENT) {
+        Symbol *l = find_label(reinterpret_cast<Name *>(name->value));
+        l->flags |= SYM_USED;
+        s->label = l;
+    } else {
+        push_back_token();
+        report("missing goto label");
+    }
+    expect(TK_SEMICOLON);
+    s->flags |= STMT_NO_FALL;
+    if (continue_target)
+        continue_target->flags |= STMT_GOTO_INSIDE;
+}
+
+// The labels in front of a statement: the token after them.
+[[gnu::noinline]] Token *read_labels(Stmt *s, Token *t)
+{
     for (;;) {
         bool label = false;
         if (t->code == KW_CASE) {
@@ -927,6 +973,18 @@ Stmt *read_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
         t = next_token();
     }
 
+    return t;
+}
+
+Stmt *read_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
+{
+    Token *t = next_token();
+    Stmt *s = new_stmt(STMT_EXPR);
+    s->line = t->line;
+    s->column = static_cast<std::uint16_t>(t->column & ~COLUMN_ASM_FIRST);
+
+    t = read_labels(s, t);
+
     switch (t->code) {
     case TK_LBRACE:
         s->kind = STMT_BLOCK;
@@ -936,49 +994,19 @@ Stmt *read_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
         assembly_statement(s, t);
         break;
     case KW_BREAK:
-        s->kind = STMT_BREAK;
-        if (break_target) {
-            s->body = break_target;
-            break_target->flags |= STMT_BROKEN;
-        } else {
-            report("invalid break");
-        }
-        expect(TK_SEMICOLON);
-        s->flags |= STMT_NO_FALL;
+        jump_statement(s, STMT_BREAK, break_target);
         break;
     case KW_CONTINUE:
-        s->kind = STMT_CONTINUE;
-        if (continue_target) {
-            s->body = continue_target;
-            continue_target->flags |= STMT_CONTINUED;
-        } else {
-            report("invalid continue");
-        }
-        expect(TK_SEMICOLON);
-        s->flags |= STMT_NO_FALL;
+        jump_statement(s, STMT_CONTINUE, continue_target);
         break;
-    case KW_GOTO: {
-        s->kind = STMT_GOTO;
-        Token *name = next_token();
-        if (name->code == TK_IDENT) {
-            Symbol *l = find_label(reinterpret_cast<Name *>(name->value));
-            l->flags |= SYM_USED;
-            s->label = l;
-        } else {
-            push_back_token();
-            report("missing goto label");
-        }
-        expect(TK_SEMICOLON);
-        s->flags |= STMT_NO_FALL;
-        if (continue_target)
-            continue_target->flags |= STMT_GOTO_INSIDE;
+    case KW_GOTO:
+        goto_statement(s, continue_target);
         break;
-    }
     case KW_IF:
         s = if_statement(s, continue_target, break_target);
         break;
     case KW_ELSE:
-        report("unexpected else statement");
+        report_plain("unexpected else statement");
         break;
     case KW_WHILE:
         s = while_statement(s, previous);
@@ -1001,7 +1029,7 @@ Stmt *read_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
         if (starts_declaration(t)) {
             push_back_token();
             if (!c99_mode) {
-                report("misplaced local declaration");
+                report_plain("misplaced local declaration");
                 skip_to_semicolon();
                 break;
             }
@@ -1011,10 +1039,7 @@ Stmt *read_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
             return s;
         }
         push_back_token();
-        s->expr = statement_expression(s, false);
-        resync_code = TK_END;
-        expect(TK_SEMICOLON);
-        resync_code = 0;
+        expression_statement(s);
         break;
     }
     set_end(s);
@@ -1026,6 +1051,7 @@ Stmt *read_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
 void statements_begin_function()
 {
     current_cases = nullptr;
+    last_case = nullptr;
     while (loops)
         pop_loop();
     function.blocks = nullptr;
@@ -1052,6 +1078,7 @@ void statements_reset()
         release(r);
     free_loop_records.clear();
     current_cases = nullptr;
+    last_case = nullptr;
     tail_call_count = 0;
     function = FunctionState{};
     function_body_hook = nullptr;
