@@ -1,6 +1,7 @@
 #include "decl/types.h"
 
 #include <cstring>
+#include <unordered_map>
 
 #include "driver/diagnostics.h"
 #include "driver/options.h"
@@ -33,6 +34,43 @@ Type type_void = basic_type(KIND_VOID);
 Type *plain_char_type = &type_char;
 
 Symbol *ident_list = nullptr, *ident_scope = nullptr;
+
+namespace {
+
+// For every name in ident_list its newest symbol there; older ones follow
+// through `shadowed`. The depth of the innermost open scope.
+std::unordered_map<const Name *, Symbol *> ident_chains;
+std::uint16_t scope_level = 0;
+
+void chain_symbol(Symbol *s)
+{
+    s->scope_level = scope_level;
+    if (!s->name)
+        return;
+    Symbol *&head = ident_chains[s->name];
+    s->shadowed = head;
+    head = s;
+}
+
+void unchain_symbol(Symbol *s)
+{
+    if (!s->name)
+        return;
+    auto found = ident_chains.find(s->name);
+    if (found == ident_chains.end())
+        return;
+    for (Symbol **link = &found->second; *link; link = &(*link)->shadowed) {
+        if (*link == s) {
+            *link = s->shadowed;
+            break;
+        }
+    }
+    if (!found->second)
+        ident_chains.erase(found);
+    s->shadowed = nullptr;
+}
+
+}  // namespace
 Symbol *tag_list = nullptr, *tag_scope = nullptr;
 Symbol *label_list = nullptr;
 Symbol *attribute_list = nullptr;
@@ -171,6 +209,8 @@ void types_reset()
     pool_reset(&symbol_pool);
     types_recycled = false;
     ident_list = ident_scope = nullptr;
+    ident_chains.clear();
+    scope_level = 0;
     tag_list = tag_scope = nullptr;
     label_list = nullptr;
     attribute_list = nullptr;
@@ -216,6 +256,8 @@ Symbol *new_symbol(Symbol **list, Name *name, std::uint8_t sclass, Type *type)
     s->file = current_file;
     if (name)
         name_declared(name) = 1;
+    if (list == &ident_list)
+        chain_symbol(s);
     return s;
 }
 
@@ -224,6 +266,17 @@ Symbol *find_symbol(const Name *name, Symbol *from, const Symbol *to)
     // A name no symbol was ever made with needs no search.
     if (!name || !name->chars[name->length])
         return nullptr;
+    if (from && from == ident_list && (!to || to == ident_scope)) {
+        auto found = ident_chains.find(name);
+        Symbol *s = found == ident_chains.end() ? nullptr : found->second;
+        while (s && (s->flags & SYM_HIDDEN))
+            s = s->shadowed;
+        // The symbols before ident_scope are exactly those of the
+        // innermost scope.
+        if (s && to && s->scope_level != scope_level)
+            return nullptr;
+        return s;
+    }
     for (Symbol *s = from; s && s != to; s = s->next)
         if (s->name == name && !(s->flags & SYM_HIDDEN))
             return s;
@@ -251,6 +304,7 @@ ScopeMark open_scope()
     ScopeMark saved{ident_scope, tag_scope};
     ident_scope = ident_list;
     tag_scope = tag_list;
+    ++scope_level;
     return saved;
 }
 
@@ -268,8 +322,13 @@ Symbol *close_scope(ScopeMark saved)
         Symbol ***tail = entered_by_expression ? &kept_tail : &block_tail;
         **tail = s;
         *tail = &s->next;
+        if (entered_by_expression)
+            s->scope_level = static_cast<std::uint16_t>(scope_level - 1);
+        else
+            unchain_symbol(s);
         s = next;
     }
+    --scope_level;
     *block_tail = nullptr;
     *kept_tail = ident_scope;
     ident_list = kept;
@@ -282,6 +341,25 @@ Symbol *close_scope(ScopeMark saved)
     ident_scope = saved.ident_scope;
     tag_scope = saved.tag_scope;
     return block;
+}
+
+void discard_scope(ScopeMark saved)
+{
+    for (Symbol *s = ident_list; s && s != ident_scope; s = s->next)
+        unchain_symbol(s);
+    release_symbols(ident_list, ident_scope);
+    ident_list = ident_scope;
+    release_symbols(tag_list, tag_scope);
+    tag_list = tag_scope;
+    ident_scope = saved.ident_scope;
+    tag_scope = saved.tag_scope;
+    --scope_level;
+}
+
+void unname_symbol(Symbol *s)
+{
+    unchain_symbol(s);
+    s->name = nullptr;
 }
 
 void release_dropped_tags()

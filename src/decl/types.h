@@ -161,6 +161,10 @@ struct Symbol {
     std::uint16_t attr;
     std::uint16_t refs;
     std::uint8_t sclass;
+    // In ident_list: the next older symbol of the same name there, and the
+    // depth of the scope that holds it (0 at file scope).
+    Symbol *shadowed;
+    std::uint16_t scope_level;
 };
 
 // The eleven basic types, permanent from the start.
@@ -201,7 +205,9 @@ void end_function_types();
 // A symbol at the head of *list, its name marked as declared.
 Symbol *new_symbol(Symbol **list, Name *name, std::uint8_t sclass, Type *type);
 // The first visible symbol named `name` from `from` up to, not including,
-// `to` (null: the end of the list).
+// `to` (null: the end of the list). Searches of ident_list from its head,
+// to its end or to ident_scope, take the name's own chain and cost nothing
+// like a walk over the list.
 Symbol *find_symbol(const Name *name, Symbol *from, const Symbol *to);
 // The symbols from `from` up to `to` back to the free list.
 void release_symbols(Symbol *from, const Symbol *to);
@@ -218,6 +224,11 @@ struct ScopeMark {
 };
 ScopeMark open_scope();
 Symbol *close_scope(ScopeMark saved);
+// A scope given up whole: its identifiers and tags go back to the free
+// list and the boundaries are restored.
+void discard_scope(ScopeMark saved);
+// A symbol of ident_list loses its name: lookups no longer find it.
+void unname_symbol(Symbol *s);
 // Tags of closed blocks wait here until the function's records are
 // recycled: types of the function may still name them until then.
 extern Symbol *dropped_tags;

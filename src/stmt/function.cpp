@@ -154,7 +154,7 @@ void link_local_extern(Symbol *sym, Symbol *decl_scope_end)
         merge_declaration_types(sym->type, outer->type);
         merge_attributes(sym, outer);
     } else {
-        sym->name = nullptr;  // uses find the file-scope static
+        unname_symbol(sym);  // uses find the file-scope static
     }
 }
 
@@ -446,12 +446,7 @@ void reenter_prototype_names(const Type *ftype)
 // A declaration without a body: what function_definition opened is closed.
 bool no_body(Symbol *sym)
 {
-    release_symbols(ident_list, ident_scope);
-    ident_list = ident_scope;
-    release_symbols(tag_list, tag_scope);
-    tag_list = tag_scope;
-    ident_scope = function_scope.ident_scope;
-    tag_scope = function_scope.tag_scope;
+    discard_scope(function_scope);
     end_function_types();
     arguments.clear();
     if (sym->sclass == SC_NONE && !(sym->flags & SYM_DEFINED))
@@ -571,8 +566,6 @@ bool function_definition(Symbol *sym, std::uint32_t start_line)
         body->column = brace->column;
     }
     read_block(nullptr, nullptr, body, true, false);
-    ident_scope = function_scope.ident_scope;
-    tag_scope = function_scope.tag_scope;
 
     for (Symbol *l = label_list; l; l = l->next)
         if (!(l->flags & SYM_DECLARED))
