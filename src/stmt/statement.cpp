@@ -41,7 +41,7 @@ struct LoopRecord {
     std::uint16_t weight;
 };
 LoopRecord *loops = nullptr;
-std::vector<LoopRecord *> free_loop_records;
+LoopRecord *free_loop_records = nullptr;  // chained through `outer`
 
 // Assembly texts owned by statements of the current function.
 std::vector<char *> asm_texts;
@@ -63,13 +63,11 @@ bool is_zero_constant(const Node *n) { return n && is_int_constant(n) && n->valu
 
 void push_loop(Symbol *counter)
 {
-    LoopRecord *r;
-    if (!free_loop_records.empty()) {
-        r = free_loop_records.back();
-        free_loop_records.pop_back();
-    } else {
+    LoopRecord *r = free_loop_records;
+    if (r)
+        free_loop_records = r->outer;
+    else
         r = static_cast<LoopRecord *>(allocate(sizeof(LoopRecord)));
-    }
     r->outer = loops;
     r->counter = counter;
     r->weight = 1;
@@ -84,7 +82,8 @@ void pop_loop()
 {
     LoopRecord *r = loops;
     loops = r->outer;
-    free_loop_records.push_back(r);
+    r->outer = free_loop_records;
+    free_loop_records = r;
 }
 
 void lower_enclosing_weights()
@@ -323,6 +322,16 @@ void retarget(Stmt *s, const Stmt *from, Stmt *to)
     }
 }
 
+// An empty statement standing for a loop body whose statement was moved
+// out, at the loop's end.
+Stmt *empty_body(const Stmt *loop)
+{
+    Stmt *e = new_stmt(STMT_EXPR);
+    e->line = e->end_line = loop->end_line;
+    e->column = e->end_column = loop->end_column;
+    return e;
+}
+
 // The leading statements of a loop body that can run once before the loop.
 // Returns the new statement to stand in the loop's place (the loop itself,
 // or for a do loop with something moved, a block around it).
@@ -368,7 +377,7 @@ Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, bool calls)
             loop->init = comma;
         }
         if (!loop->body)
-            loop->body = new_stmt(STMT_EXPR);
+            loop->body = empty_body(loop);
         return loop;
     }
     // A do loop: the record keeps the loop's place (and its labels) and
@@ -382,7 +391,7 @@ Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, bool calls)
     rest->label_no = 0;
     rest->flags &= static_cast<std::uint16_t>(~(STMT_CASE_LABEL | STMT_LABELLED));
     if (!rest->body)
-        rest->body = new_stmt(STMT_EXPR);
+        rest->body = empty_body(loop);
     retarget(rest->body, loop, rest);
     *taken_tail = rest;
     loop->kind = STMT_BLOCK;
@@ -606,9 +615,12 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     bool candidate = previous && previous->kind == STMT_EXPR;
     if (candidate)
         push_loop(nullptr);
-    std::uint32_t body_stamp = sequence_counter;
+    // A stamp of its own: what the body uses or assigns comes after it,
+    // what the test and the increment did before.
+    std::uint32_t body_stamp = ++sequence_counter;
     std::int32_t operators = operator_count;
     s->body = parse_statement(s, s, nullptr);
+    set_end(s);
     bool body_calls = call_count != calls;
     bool counted = false;
     if (candidate) {
@@ -694,9 +706,12 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     Symbol *counter = loop_counter(s->step);
     if (counter)
         push_loop(counter);
-    std::uint32_t body_stamp = sequence_counter;
+    // A stamp of its own: what the body uses or assigns comes after it,
+    // what the test and the increment did before.
+    std::uint32_t body_stamp = ++sequence_counter;
     std::int32_t operators = operator_count;
     s->body = parse_statement(s, s, nullptr);
+    set_end(s);
     bool body_calls = call_count != calls;
     if (s->body->flags & STMT_LABELLED)
         s->flags |= STMT_LABELLED;
@@ -1027,12 +1042,12 @@ Stmt *read_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
         break;  // the empty statement
     default:
         if (starts_declaration(t)) {
-            push_back_token();
             if (!c99_mode) {
                 report_plain("misplaced local declaration");
                 skip_to_semicolon();
                 break;
             }
+            push_back_token();
             // Under -c99 the declaration opens a block that runs to the end
             // of the enclosing one.
             parse_rest_as_block(continue_target, break_target, s);
@@ -1074,9 +1089,10 @@ void statements_reset()
     pool_reset(&stmt_pool);
     while (loops)
         pop_loop();
-    for (LoopRecord *r : free_loop_records)
+    while (LoopRecord *r = free_loop_records) {
+        free_loop_records = r->outer;
         release(r);
-    free_loop_records.clear();
+    }
     current_cases = nullptr;
     last_case = nullptr;
     tail_call_count = 0;
