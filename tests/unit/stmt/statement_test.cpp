@@ -1,0 +1,120 @@
+// Hostile function bodies end cleanly: very deep nesting, very many cases
+// and labels. What the statement reader leaves is looked at through the
+// body hook before the body is recycled.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "../support.h"
+#include "decl/declare.h"
+#include "decl/types.h"
+#include "lexer/tokenizer.h"
+#include "stmt/stmt.h"
+
+namespace {
+
+struct Seen {
+    int bodies = 0;
+    int cases = 0;
+    bool sorted = true;
+    int statements = 0;
+};
+Seen seen;
+
+void look(Symbol *, Stmt *body)
+{
+    ++seen.bodies;
+    for (Stmt *s = body->body; s; s = s->next) {
+        ++seen.statements;
+        if (s->kind != STMT_SWITCH)
+            continue;
+        std::int32_t last = INT32_MIN;
+        for (Symbol *c = s->cases; c; c = c->next, ++seen.cases) {
+            if (static_cast<std::int32_t>(c->value) < last)
+                seen.sorted = false;
+            last = static_cast<std::int32_t>(c->value);
+        }
+    }
+}
+
+class StatementTest : public CompilerTest {
+protected:
+    void unit(const std::string &source)
+    {
+        if (!output_stream)
+            output_stream = std::tmpfile();
+        seen = Seen{};
+        function_body_hook = look;
+        open_text(source);
+        while (next_token()->code != TK_END) {
+            push_back_token();
+            external_declaration();
+        }
+    }
+};
+
+std::string repeat(const std::string &piece, int n)
+{
+    std::string s;
+    for (int i = 0; i < n; ++i)
+        s += piece;
+    return s;
+}
+
+// The message texts, positions dropped, one per line.
+std::string texts(const std::string &messages)
+{
+    std::string out;
+    for (std::size_t at = 0; at < messages.size();) {
+        std::size_t end = messages.find('\n', at);
+        std::string line = messages.substr(at, end - at);
+        std::size_t space = line.find(' ', line.find(' ') + 1);
+        out += line.substr(line.find(' ', space + 1) + 1) + "\n";
+        at = end + 1;
+    }
+    return out;
+}
+
+TEST_F(StatementTest, HostileBodiesEndCleanly)
+{
+    std::string ascending, descending;
+    for (int i = 0; i < 10000; ++i) {
+        ascending += "case " + std::to_string(i) + ": g = 1; break;\n";
+        descending += "case " + std::to_string(5000 - i) + ":\n";
+    }
+    const char *done = "code for functions not supported yet\n";
+    struct Shape {
+        std::string body;
+        std::string messages;
+        int cases;
+    } shapes[] = {
+        // Statements and the expressions in them share the nesting limit.
+        {repeat("{\n", 9990) + "g = 1;\n" + repeat("}\n", 9990), done, 0},
+        {repeat("{\n", 10000) + "g = 1;\n" + repeat("}\n", 10000), "statement nested too deeply\n", 0},
+        {repeat("if (g)\n", 5000) + "g = 1;\n", done, 0},
+        {repeat("while (g)\n", 5000) + repeat("do\n", 2000) + "g = 1;\n" + repeat("while (g);\n", 2000), done, 0},
+        {"switch (g) {\n" + ascending + "}\n", done, 10000},
+        {"switch (g) {\n" + descending + "g = 2; }\n", done, 10000},
+        {"switch (g) {\n" + ascending + "case 17: default: default: ; }\n", "duplicate case\nduplicate default\n",
+         10001},
+        {"l: g++;\n" + repeat("goto l;\n", 10000), done, 0},
+        // Both stand at the closing brace: the second is a repeat there.
+        {"goto nowhere;\n" + repeat("goto l;\n", 10000), "undefined label l\n", 0},
+        {repeat("g = 1;\n", 20000), done, 0},
+        // The unit's own `}` closes the loop: `int ok;` is inside the body,
+        // and the end of the file after it, at the same position, is not
+        // reported again.
+        {"for (;;) {\n" + repeat("g = 1;\n", 100), "misplaced local declaration\n", 0},
+    };
+    for (const Shape &shape : shapes) {
+        fresh();
+        unit("int g;\nvoid f(void)\n{\n" + shape.body + "}\nint ok;\n");
+        EXPECT_EQ(texts(messages()), shape.messages) << shape.body.substr(0, 30);
+        EXPECT_EQ(seen.bodies, 1) << shape.body.substr(0, 30);
+        EXPECT_EQ(seen.cases, shape.cases) << shape.body.substr(0, 30);
+        EXPECT_TRUE(seen.sorted) << shape.body.substr(0, 30);
+    }
+}
+
+}  // namespace
