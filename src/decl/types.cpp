@@ -310,28 +310,19 @@ ScopeMark open_scope()
 
 Symbol *close_scope(ScopeMark saved)
 {
-    // Names an expression entered (undeclared names, functions declared by
-    // their call) stay visible to the end of the unit, so that they are
-    // reported or referenced there; the rest belong to the block.
-    Symbol *block = nullptr, **block_tail = &block;
-    Symbol *kept = nullptr, **kept_tail = &kept;
-    Symbol *s = ident_list;
-    while (s && s != ident_scope) {
-        Symbol *next = s->next;
-        bool entered_by_expression = !(s->flags & SYM_DECLARED) || (s->flags & SYM_IMPLICITLY_DECLARED);
-        Symbol ***tail = entered_by_expression ? &kept_tail : &block_tail;
-        **tail = s;
-        *tail = &s->next;
-        if (entered_by_expression)
-            s->scope_level = static_cast<std::uint16_t>(scope_level - 1);
-        else
-            unchain_symbol(s);
-        s = next;
+    Symbol *block = nullptr;
+    if (ident_list && ident_list != ident_scope) {
+        block = ident_list;
+        Symbol *last = block;
+        unchain_symbol(last);
+        while (last->next && last->next != ident_scope) {
+            last = last->next;
+            unchain_symbol(last);
+        }
+        ident_list = last->next;
+        last->next = nullptr;
     }
     --scope_level;
-    *block_tail = nullptr;
-    *kept_tail = ident_scope;
-    ident_list = kept;
     while (tag_list && tag_list != tag_scope) {
         Symbol *tag = tag_list;
         tag_list = tag->next;

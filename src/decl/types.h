@@ -119,7 +119,6 @@ constexpr std::uint32_t SYM_HIDDEN = 0x40;      // lookups pass over it
 constexpr std::uint32_t SYM_WIDENED = 0x80;     // argument passed widened
 constexpr std::uint32_t SYM_ADDRESSED = 0x400;  // address taken, reached indirectly
 constexpr std::uint32_t SYM_FILE_SCOPE = 0x800;  // file-scope object or function
-constexpr std::uint32_t SYM_IMPLICITLY_DECLARED = 0x1000;  // a function declared by its call
 constexpr std::uint32_t SYM_ASSIGNED = 0x4000;
 constexpr std::uint32_t SYM_ALIGN_ON = 0x8000;         // declared under #pragma align on
 constexpr std::uint32_t SYM_INLINE_BUSY = 0x10000;     // inline body being read or expanded

@@ -1,6 +1,15 @@
 // Function body preparation: what runs over a finished body before it is
-// written, and the loop facts the statement reader asks for.
+// written (today: the frame layout of the locals), and the loop facts the
+// statement reader asks for.
+#include <algorithm>
+#include <vector>
+
+#include "driver/diagnostics.h"
+#include "driver/options.h"
 #include "expr/check.h"
+#include "lexer/token.h"
+#include "lexer/pptoken.h"
+#include "output/emit.h"
 #include "expr/tree.h"
 #include "decl/types.h"
 #include "stmt/passes.h"
@@ -54,9 +63,152 @@ bool convert_counted_loop(Stmt *loop, std::uint16_t weight, std::int32_t body_op
     return false;
 }
 
+namespace {
+
+constexpr std::uint32_t SYM_LAID_OUT = 0x40000;
+
+// The frame of the function being prepared: locals take offsets below the
+// current one; a byte left free by even alignment waits for a char.
+std::int32_t frame_offset = 0;
+std::int32_t pending_hole = 0;  // 0: none (the hole is always below 0)
+
+void report_at_symbol(const Symbol *s, const char *message)
+{
+    Token *saved = current_token;
+    Token at{};
+    at.code = TK_IDENT;
+    at.line = s->line;
+    at.column = s->column;
+    current_token = &at;
+    report(message, s->name ? s->name->length : 0, s->name ? s->name->chars : "");
+    current_token = saved;
+}
+
+bool is_argument(const Symbol *s) { return s->sclass == SC_ARGUMENT || s->sclass == SC_REGARG; }
+
+void place_auto(Symbol *s)
+{
+    std::int32_t size = type_size(s->type);
+    if (pending_hole && size == 1) {
+        s->value = static_cast<std::uint32_t>(pending_hole);
+        pending_hole = 0;
+        return;
+    }
+    frame_offset -= size;
+    if (even_align_data && (frame_offset & 1)) {
+        bool packed_function = function.symbol && (function.symbol->attr & ATTR_PACKED);
+        if ((needs_even_alignment(s->type) && !packed_function) || ((s->flags & SYM_DEFINED) && size >= 2)) {
+            --frame_offset;
+            pending_hole = frame_offset + size;
+        }
+    }
+    s->value = static_cast<std::uint32_t>(frame_offset);
+}
+
+// A block's locals: sorted, given storage, and ordered for the output.
+void lay_out_locals(Stmt *block)
+{
+    std::vector<Symbol *> locals;
+    for (Symbol *s = block->locals; s; s = s->next)
+        locals.push_back(s);
+    if (locals.empty())
+        return;
+    if (!no_reorder_locals)
+        std::stable_sort(locals.begin(), locals.end(),
+                         [](const Symbol *a, const Symbol *b) { return a->refs < b->refs; });
+    for (Symbol *s : locals) {
+        if (!(s->flags & SYM_DECLARED)) {
+            report_at_symbol(s, "%.*s undefined");
+        } else if (!(s->flags & (SYM_USED | SYM_LAST)) || (s->flags & SYM_INLINE_BUSY)) {
+            s->sclass = SC_EXTERN;
+        } else if (s->sclass == SC_REGISTER || s->sclass == SC_AUTO) {
+            s->sclass = SC_AUTO;
+            place_auto(s);
+        } else if (s->sclass == SC_EXTERN) {
+            emit_declaration(s, 0);
+        } else if (s->sclass == SC_STATIC && s->type && s->type->kind != KIND_FUNCTION &&
+                   !(s->flags & SYM_DEFINED)) {
+            emit_data_start(s);
+            emit_space(s->type->kind == KIND_VOID ? 0 : static_cast<std::uint32_t>(type_size(s->type)));
+            emit_data_end();
+            s->flags |= SYM_DEFINED;
+        }
+        s->flags |= SYM_LAID_OUT;
+    }
+    if (frame_offset < lowest_frame_offset)
+        lowest_frame_offset = frame_offset;
+    if (!no_reorder_locals) {
+        // Arguments last, highest offset first; the others keep their order
+        // in front of them.
+        std::stable_partition(locals.begin(), locals.end(), [](const Symbol *s) { return !is_argument(s); });
+        auto first_argument = std::find_if(locals.begin(), locals.end(), is_argument);
+        std::stable_sort(first_argument, locals.end(),
+                         [](const Symbol *a, const Symbol *b) { return static_cast<std::int32_t>(a->value) >
+                                                                       static_cast<std::int32_t>(b->value); });
+    }
+    for (std::size_t i = 0; i + 1 < locals.size(); ++i)
+        locals[i]->next = locals[i + 1];
+    locals.back()->next = nullptr;
+    block->locals = locals.front();
+}
+
+}  // namespace
+
+std::int32_t lowest_frame_offset = 0;
+
+void begin_frame()
+{
+    frame_offset = 0;
+    pending_hole = 0;
+    lowest_frame_offset = 0;
+}
+
 void prepare_statement(Stmt *stmt)
 {
-    // Not built yet: no final folding, no dead-code removal and no frame
-    // layout of the locals.
-    (void)stmt;
+    // The walk reaches every block to lay out its locals. Folding of the
+    // finished trees, the removal of dead branches and the simplification
+    // of switches are not built yet: the statements stay as they were read.
+    struct Item {
+        Stmt *s;
+        std::int32_t restore;  // a block's frame offset to return to, or 1
+    };
+    std::vector<Item> work{{stmt, 1}};
+    while (!work.empty()) {
+        Item item = work.back();
+        work.pop_back();
+        if (item.restore <= 0) {
+            frame_offset = item.restore;
+            continue;
+        }
+        Stmt *s = item.s;
+        if (!s || (s->flags & STMT_UNREACHABLE))
+            continue;
+        switch (s->kind) {
+        case STMT_BLOCK:
+            work.push_back({nullptr, frame_offset});
+            lay_out_locals(s);
+            {
+                std::vector<Stmt *> list;
+                for (Stmt *t = s->body; t; t = t->next)
+                    list.push_back(t);
+                for (auto t = list.rbegin(); t != list.rend(); ++t)
+                    work.push_back({*t, 1});
+            }
+            break;
+        case STMT_IF:
+            work.push_back({s->other, 1});
+            work.push_back({s->body, 1});
+            break;
+        case STMT_PASS:
+        case STMT_DO:
+        case STMT_FOR:
+        case STMT_WHILE:
+        case STMT_SWITCH:
+        case STMT_COUNTED:
+            work.push_back({s->body, 1});
+            break;
+        default:
+            break;
+        }
+    }
 }

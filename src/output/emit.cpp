@@ -8,6 +8,7 @@
 #include "decl/types.h"
 #include "driver/options.h"
 #include "host/host.h"
+#include "lexer/constants.h"
 #include "output/records.h"
 #include "runtime/textbuf.h"
 
@@ -162,17 +163,41 @@ void emit_space_names()
     }
 }
 
-void emit_literal_pool() {}
-
-void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, std::uint32_t brace_line,
-                   std::uint32_t argument_bytes)
+void emit_literal_pool()
 {
-    (void)symbol;
-    (void)body;
-    (void)declaration_line;
-    (void)brace_line;
-    (void)argument_bytes;
-    report("code for functions not supported yet");
+    for (PoolEntry *e = constant_pool; e; e = e->link) {
+        if (!e->label)
+            continue;
+        std::uint8_t forms = e->written[0] & 0x0F;
+        if (forms) {
+            // A floating constant: one item per form it was used in.
+            double value = 0;
+            if (e->length == sizeof value)
+                std::memcpy(&value, e->bytes, sizeof value);
+            static const struct {
+                std::uint8_t mark;
+                unsigned offset, size;
+            } form_items[] = {{1, 0, 2}, {2, 2, 2}, {4, 4, 4}, {8, 6, 8}};
+            for (const auto &f : form_items) {
+                if (!(forms & f.mark) || (e->written[1] & f.mark))
+                    continue;
+                e->written[1] |= f.mark;
+                write_data_label(even_align_data ? 4 : 0, e->label + f.offset);
+                write_float(f.size, value);
+                write_data_end();
+            }
+            continue;
+        }
+        if (e->written[1] & 0x80)
+            continue;
+        e->written[1] |= 0x80;
+        write_data_label(0, e->label);
+        if (e->length)
+            write_bytes(e->bytes, e->length);
+        else
+            write_int(1, 0);
+        write_data_end();
+    }
 }
 
 void emit_reset()

@@ -29,10 +29,22 @@ void emit_space_names();
 // expression yet, so no literal has a label to be written under.
 void emit_literal_pool();
 
+struct Node;
 struct Stmt;
+struct Type;
+// Branches to `label_no` when the condition holds (or, with
+// `jump_if_false`, when it does not): && and || become chains of branches.
+void emit_condition(const Node *node, unsigned label_no, bool jump_if_false);
+// An expression evaluated for its effect: REC_EVAL, or the in-place
+// negation and complement records, or inline assembly for _asm("...").
+void emit_expression_statement(const Node *node);
+// The value of a return (target STORAGE_RESULT) or a switch
+// (STORAGE_SWITCH) stored into its place, of the given type.
+void emit_value(const Node *node, unsigned target, const Type *type);
+// A counted loop (made by body preparation).
+void emit_counted_loop(const Stmt *s);
 // A function definition: its records, its body lowered to labels, jumps
-// and branches. Not built yet: reported ("code for functions not
-// supported yet") and nothing is written.
+// and branches. Nothing is written after an error or in analyser mode.
 void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, std::uint32_t brace_line,
                    std::uint32_t argument_bytes);
 

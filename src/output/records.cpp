@@ -27,6 +27,15 @@ bool analyser() { return analyser_output != 0; }
 void put_leaf(const Node *n);
 void put_call(const Node *n);
 
+// An operand whose value is not used that computes nothing but a truth
+// value is written as the comma of its operands.
+bool written_as_comma(const Node *n)
+{
+    if (is_comparison_op(n->op))
+        return true;
+    return (n->op == OP_ANDAND || n->op == OP_OROR) && same_tree(n->right, n->right, true);
+}
+
 // The storage byte of a symbol leaf.
 std::uint8_t storage_byte(const Symbol *s)
 {
@@ -126,7 +135,7 @@ void put_call(const Node *n)
 {
     put_byte(n->right ? 169 : 105);
     put_type_ref(n->type, 0);
-    put_expression(n->left, false);
+    put_called_function(n->left);
     const Node *arg = n->right;
     while (arg && arg->op == OP_ARG) {
         put_byte(165);
@@ -346,6 +355,22 @@ std::uint8_t operator_byte(unsigned op)
     }
 }
 
+void put_called_function(const Node *designator)
+{
+    // The function is written as the indirection of its designator: the
+    // address of a named function becomes the function itself, anything
+    // else (a pointer) an OP_DEREF with the designator's type.
+    if (designator->op == OP_LEAF && (designator->leaf & LEAF_SYMBOL) && !(designator->leaf & LEAF_LVALUE)) {
+        Node function = *designator;
+        function.leaf |= LEAF_LVALUE;
+        put_leaf(&function);
+        return;
+    }
+    put_byte(operator_byte(OP_DEREF));
+    put_type_ref(designator->type, 0);
+    put_expression(designator, false);
+}
+
 void put_expression(const Node *node, bool for_effect)
 {
     // Right-hand operands are written in a loop so that long chains of
@@ -359,6 +384,17 @@ void put_expression(const Node *node, bool for_effect)
             put_call(node);
             return;
         }
+        if (node->op == OP_CAST && node->type->kind == KIND_VOID) {
+            node = node->left;
+            continue;
+        }
+        if (for_effect && written_as_comma(node)) {
+            put_byte(operator_byte(OP_COMMA));
+            put_type_ref(node->type, 0);
+            put_expression(node->left, true);
+            node = node->right;
+            continue;
+        }
         std::uint8_t byte = operator_byte(node->op);
         if (!byte) {
             report("PANIC! unknown op %x", static_cast<int>(node->op));
@@ -368,12 +404,17 @@ void put_expression(const Node *node, bool for_effect)
         put_type_ref(node->type, 0);
         if (node->op == OP_CAST || is_unary_op(node->op)) {
             node = node->left;
-            for_effect = false;
             continue;
         }
-        put_expression(node->left, node->op == OP_COMMA);
-        if (node->op == OP_COND)
+        unsigned op = node->op;
+        bool left_for_effect = op == OP_COMMA ? true
+                               : (op == OP_COND || op == OP_ANDAND || op == OP_OROR) ? false
+                                                                                    : for_effect;
+        put_expression(node->left, left_for_effect);
+        if (op == OP_COND)
             put_expression(node->value_node, for_effect);
+        if (op == OP_ASSIGN || is_compound_assign_op(op) || op == OP_POSTINC || op == OP_POSTDEC)
+            for_effect = false;
         node = node->right;
     }
 }
@@ -539,7 +580,7 @@ void write_asm(const Node *call, const char *text, std::size_t n, const Node *mo
 {
     put_byte(more_arguments ? REC_ASM_ARGS : REC_ASM);
     put_type_ref(call->type, 0);
-    put_expression(call->left, false);
+    put_called_function(call->left);
     if (n > 254)
         n = 254;
     put_byte(static_cast<unsigned>(n + 1));

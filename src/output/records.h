@@ -97,8 +97,12 @@ void put_type_ref(const Type *type, std::uint16_t attribute);
 std::uint8_t type_code(const Type *type);
 // The byte of an operator node; 0 for an operator the file has no byte for.
 std::uint8_t operator_byte(unsigned op);
-// An expression in prefix form. `for_effect`: its value is not used.
+// An expression in prefix form. `for_effect`: its value is not used (a
+// comparison, or && and || with a right operand without effect, is then
+// written as the comma of its operands; a cast to void as its operand).
 void put_expression(const Node *node, bool for_effect);
+// The function a call calls: the indirection of its designator.
+void put_called_function(const Node *designator);
 
 // The first record: the unit with its options header, or the analyser's.
 void write_unit_record();

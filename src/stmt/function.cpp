@@ -577,6 +577,7 @@ bool function_definition(Symbol *sym, std::uint32_t start_line)
 
     if (error_count != 0) {
         sym->attr &= static_cast<std::uint16_t>(~ATTR_INLINE);
+        begin_frame();
         prepare_statement(body);
     } else if (!analyser_output) {
         if (!no_share_locals)
@@ -585,6 +586,7 @@ bool function_definition(Symbol *sym, std::uint32_t start_line)
             if (a->sclass == SC_REGARG)
                 a->sclass = SC_ARGUMENT;
         emit_space_names();
+        begin_frame();
         prepare_statement(body);
         emit_function(sym, body, start_line, brace_line, argument_bytes);
     }

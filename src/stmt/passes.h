@@ -21,9 +21,14 @@ int loop_test(Node *init, Node *condition);
 // Not built yet: the loop stays a for loop; false.
 bool convert_counted_loop(Stmt *loop, std::uint16_t weight, std::int32_t body_operators,
                           std::uint32_t start_stamp);
-// Body preparation: final folding, dead code and the frame of the locals.
-// Not built yet: the body is left as it is.
+// Body preparation: the frame layout of every reachable block's locals
+// ("%.*s undefined" for names a body used without declaring them). Final
+// folding, dead code and switch simplification are not built yet.
 void prepare_statement(Stmt *stmt);
+// The frame starts empty for the next function; the lowest offset a local
+// took (0 or negative) is what the function record announces.
+void begin_frame();
+extern std::int32_t lowest_frame_offset;
 
 // Flow analysis over a function body: used-before-set warnings, dead
 // stores, tail calls and shared storage for locals. Not built yet.

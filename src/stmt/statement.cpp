@@ -851,6 +851,7 @@ Stmt *new_stmt(std::uint8_t kind)
     s->link = link;
     s->kind = kind;
     s->source = current_file;
+    s->file_name = current_file_name();
     return s;
 }
 

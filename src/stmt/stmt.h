@@ -40,6 +40,7 @@ struct Stmt {
         Stmt *next_switch;
     };
     SourceFile *source;
+    const char *file_name;  // the name the statement's file goes by (#line may change it)
     // An assembly line's text and its length.
     char *asm_text;
     std::uint32_t asm_length;

@@ -278,21 +278,17 @@ TEST_F(TypesTest, ScopesAndNameSpaces)
     EXPECT_EQ(find_symbol(x, ident_list, ident_scope), nullptr) << "not yet declared in the block";
     Symbol *block_x = new_symbol(&ident_list, x, SC_AUTO, &type_char);
     Symbol *block_y = new_symbol(&ident_list, name("y"), SC_AUTO, &type_char);
-    block_x->flags = block_y->flags = SYM_DECLARED;
-    // A name an expression met undeclared outlives the block.
-    Symbol *undeclared = new_symbol(&ident_list, name("u"), SC_NONE, &type_int);
     Symbol *block_tag = new_symbol(&tag_list, s, SC_NONE, nullptr);
     EXPECT_EQ(find_symbol(x, ident_list, ident_scope), block_x);
     EXPECT_EQ(find_symbol(s, tag_list, nullptr), block_tag);
     block_x->flags |= SYM_HIDDEN;
     EXPECT_EQ(find_symbol(x, ident_list, nullptr), file_x) << "a hidden symbol is passed over";
-    block_x->flags = SYM_DECLARED;
+    block_x->flags = 0;
 
     Symbol *locals = close_scope(outer);
     ASSERT_TRUE(locals == block_y && locals->next == block_x);
     EXPECT_EQ(block_x->next, nullptr) << "the block keeps a list of its own";
-    EXPECT_TRUE(ident_list == undeclared && undeclared->next == file_s && ident_scope == nullptr &&
-                tag_scope == nullptr);
+    EXPECT_TRUE(ident_list == file_s && ident_scope == nullptr && tag_scope == nullptr);
     EXPECT_EQ(find_symbol(x, ident_list, nullptr), file_x);
     EXPECT_EQ(find_symbol(s, tag_list, nullptr), file_tag);
     EXPECT_EQ(dropped_tags, block_tag);
@@ -315,7 +311,7 @@ TEST_F(TypesTest, ScopesAndNameSpaces)
     EXPECT_EQ(proto_depth, 0);
     EXPECT_TRUE(f->proto_enums == e && f->proto_tags == nullptr);
     EXPECT_TRUE(g->proto_enums == nullptr && g->proto_tags == t);
-    EXPECT_TRUE(ident_list == undeclared && tag_list == file_tag);
+    EXPECT_TRUE(ident_list == file_s && tag_list == file_tag);
     EXPECT_TRUE(enumerator_list_for_declaration() == &ident_list && tag_list_for_declaration() == &tag_list);
 
     // Enumerators chain through their type; the last one holds the type.

@@ -190,11 +190,21 @@ TEST_F(RecordsTest, ExpressionsAndReferences)
     write_eval(op(OP_POSTINC, &type_long, arg, num(1, &type_long)));
     write_eval(op(OP_DEREF, &type_char, p));
 
+    // A called function is the indirection of its designator: a named
+    // function's address becomes the function, a pointer gets a deref.
     Node *fn = var("g", new_type(KIND_FUNCTION, &type_int), 0, SC_EXTERN);
+    fn->leaf &= static_cast<std::uint8_t>(~LEAF_LVALUE);
+    fn->type = ptr(fn->symbol->type, 0);
     Node *call0 = op(OP_CALL, &type_int, fn);
     write_eval(call0);
     Node *args = op(OP_ARG, &type_int, num(1), op(OP_ARG, &type_int, num(2), num(3)));
-    write_eval(op(OP_CALL, &type_int, fn, args));
+    Node *fp = var("fp", ptr(fn->symbol->type, 0), 0, SC_NONE);
+    write_eval(op(OP_CALL, &type_int, fp, args));
+    // Values not used: comparisons and && without effect on the right are
+    // commas of their operands; a cast to void is its operand.
+    write_eval(op(OP_LT, &type_int, x, num(3)));
+    write_eval(op(OP_ANDAND, &type_int, op(OP_POSTINC, &type_long, arg, num(1, &type_long)), x));
+    write_eval(op(OP_CAST, &type_void, op(OP_POSTINC, &type_long, arg, num(1, &type_long))));
 
     Node *str = new_node(OP_LEAF);
     str->type = ptr(&type_char, 0x8000);
@@ -213,10 +223,14 @@ TEST_F(RecordsTest, ExpressionsAndReferences)
               "(leaf int - 0 storage=136 lvalue=0)))\n"
               "000097 REC_EVAL expr=(post++ long (leaf long - 4 storage=160 lvalue=1) (leaf long - 1 storage=0 lvalue=0))\n"
               "000122 REC_EVAL expr=(deref char (leaf ptr->0x1000 p[9]{81} 0 storage=0 lvalue=1))\n"
-              "000140 REC_EVAL expr=(call int (leaf int g{84} 0 storage=0 lvalue=1))\n"
-              "000156 REC_EVAL expr=(call int (leaf int g{84} 0 storage=0 lvalue=1) (leaf int - 1 storage=0 lvalue=0) "
-              "(leaf int - 2 storage=0 lvalue=0) (leaf int - 3 storage=0 lvalue=0))\n"
-              "000209 REC_EVAL expr=(, int (leaf ptr@0x8000->0x8000 L3 1 storage=0 lvalue=0) (, int (leaf "
+              "000140 REC_EVAL expr=(call int (leaf ptr->0x0000 g{84} 0 storage=0 lvalue=1))\n"
+              "000158 REC_EVAL expr=(call int (deref ptr->0x0000 (leaf ptr->0x0000 fp{81} 0 storage=0 lvalue=1)) "
+              "(leaf int - 1 storage=0 lvalue=0) (leaf int - 2 storage=0 lvalue=0) (leaf int - 3 storage=0 lvalue=0))\n"
+              "000218 REC_EVAL expr=(, int (leaf int x{81} 0 storage=0 lvalue=1) (leaf int - 3 storage=0 lvalue=0))\n"
+              "000245 REC_EVAL expr=(, int (post++ long (leaf long - 4 storage=160 lvalue=1) (leaf long - 1 storage=0 "
+              "lvalue=0)) (leaf int x{81} 0 storage=0 lvalue=1))\n"
+              "000285 REC_EVAL expr=(post++ long (leaf long - 4 storage=160 lvalue=1) (leaf long - 1 storage=0 lvalue=0))\n"
+              "000310 REC_EVAL expr=(, int (leaf ptr@0x8000->0x8000 L3 1 storage=0 lvalue=0) (, int (leaf "
               "double@0x8000 L11 0 storage=0 lvalue=1) (, int (leaf float@0x8000 L9 0 storage=0 lvalue=1) (leaf "
               "uchar@0x1000 - 64 storage=0 lvalue=1))))\n");
 }

@@ -1,0 +1,561 @@
+// The emitter for function bodies: statements lowered to labels, jumps and
+// conditional branches, conditions split over && and ||, switch tables in
+// dense ranges and a sparse list, and the records around a function.
+#include <cstring>
+#include <vector>
+
+#include "expr/check.h"
+#include "lexer/constants.h"
+#include "decl/names.h"
+#include "decl/types.h"
+#include "driver/diagnostics.h"
+#include "driver/options.h"
+#include "expr/tree.h"
+#include "output/emit.h"
+#include "output/records.h"
+#include "preproc/source.h"
+#include "stmt/passes.h"
+#include "stmt/stmt.h"
+
+namespace {
+
+// Source ranges under -l, by part of the statement.
+enum RangeMode { RANGE_WHOLE, RANGE_DO_TEST, RANGE_FOR_INIT, RANGE_FOR_STEP, RANGE_FOR_TEST };
+
+void range(const Stmt *s, RangeMode mode = RANGE_WHOLE)
+{
+    if (!line_info)
+        return;
+    switch (mode) {
+    case RANGE_WHOLE:
+        write_source_range(s->line, s->column, s->end_line, s->end_column);
+        break;
+    case RANGE_DO_TEST:
+        write_source_range(s->line2, s->column2, s->end_line, s->end_column);
+        break;
+    case RANGE_FOR_INIT:
+        if (s->column < s->column2)
+            write_source_range(s->line, s->column, s->line2, s->column2);
+        break;
+    case RANGE_FOR_STEP:
+        write_source_range(s->line3, s->column3 + 1u, s->end_line, s->end_column);
+        break;
+    case RANGE_FOR_TEST:
+        write_source_range(s->line2, s->column2 + 1u, s->line3, s->column3);
+        break;
+    }
+}
+
+void label(unsigned l, std::uint32_t line = 0, bool loop_head = false) { write_label(l, line, loop_head); }
+
+bool is_constant_test(const Node *n) { return n && is_int_constant(n); }
+
+void emit_statement(const Stmt *s, unsigned continue_label, unsigned break_label);
+
+// The case table of a switch, after its body.
+void emit_case_table(const Stmt *s, unsigned table_label, unsigned end_label, unsigned value_size)
+{
+    struct Entry {
+        std::int32_t value;
+        std::uint16_t label;
+        bool used;
+    };
+    std::vector<Entry> entries;
+    unsigned default_label = end_label;
+    for (const Symbol *c = s->cases; c; c = c->next) {
+        std::uint16_t l = c->statement ? c->statement->label_no : 0;
+        if (c->sclass == SC_DEFAULT)
+            default_label = l;
+        else
+            entries.push_back({static_cast<std::int32_t>(c->value), l, false});
+    }
+    std::size_t n = entries.size();
+    write_cases(table_label, default_label, static_cast<unsigned>(n), value_size);
+    std::size_t cursor = 0;
+    std::vector<std::uint16_t> labels;
+    while (n > 5) {
+        // The longest dense run from the cursor on: each next case stays in
+        // it while its distance from the run's first value, halved, is
+        // within the count so far.
+        std::size_t best = 0, best_length = 0;
+        for (std::size_t e = cursor; e < entries.size(); ++e) {
+            std::size_t length = 1;
+            for (std::size_t f = e + 1; f < entries.size(); ++f) {
+                std::uint32_t distance =
+                    static_cast<std::uint32_t>(entries[f].value) - static_cast<std::uint32_t>(entries[e].value);
+                if (distance / 2 > length)
+                    break;
+                std::uint32_t span = distance + 1;
+                if (span > 0xFFFF)
+                    break;  // a range's span is a half word
+                ++length;
+            }
+            if (length > best_length) {
+                best = e;
+                best_length = length;
+            }
+            // No later start can give a longer run than what is left.
+            if (best_length >= entries.size() - e)
+                break;
+        }
+        if (best_length < 5)
+            break;
+        std::int32_t first = entries[best].value;
+        std::uint32_t span =
+            static_cast<std::uint32_t>(entries[best + best_length - 1].value) - static_cast<std::uint32_t>(first) + 1;
+        labels.assign(span, static_cast<std::uint16_t>(default_label));
+        for (std::size_t i = best; i < best + best_length; ++i) {
+            labels[static_cast<std::uint32_t>(entries[i].value) - static_cast<std::uint32_t>(first)] = entries[i].label;
+            entries[i].used = true;
+        }
+        write_case_range(first, span, labels.data());
+        n -= best_length;
+        cursor = best + best_length;
+    }
+    std::vector<std::int32_t> values;
+    labels.clear();
+    for (const Entry &e : entries) {
+        if (e.used)
+            continue;
+        values.push_back(e.value);
+        labels.push_back(e.label);
+    }
+    write_case_list(static_cast<unsigned>(values.size()), values.data(), labels.data());
+    write_cases_end();
+}
+
+// The size of the value a switch tests: a bitfield counts as its unit.
+unsigned switch_value_size(const Type *t)
+{
+    std::int32_t size;
+    switch (t->kind) {
+    case KIND_BITS8: size = 1; break;
+    case KIND_BITS16:
+    case KIND_BITSINT: size = 2; break;
+    case KIND_BITS32: size = 4; break;
+    default: size = type_size(t); break;
+    }
+    return size == 1 ? 1 : size == 2 ? 2 : 4;
+}
+
+Type *switch_value_type(Type *t)
+{
+    switch (t->kind) {
+    case KIND_BITS8: return &type_uchar;
+    case KIND_BITS16: return &type_ushort;
+    case KIND_BITSINT: return &type_uint;
+    case KIND_BITS32: return &type_ulong;
+    default: return t;
+    }
+}
+
+void emit_do(const Stmt *s)
+{
+    unsigned t = new_label(), c = new_label();
+    label(t, s->body ? s->body->line : s->line);
+    if (is_constant_test(s->expr) && s->expr->value != 0) {
+        emit_statement(s->body, t, c);
+        write_jump(t);
+        if (s->flags & STMT_BROKEN)
+            label(c);
+    } else if (is_constant_test(s->expr)) {
+        emit_statement(s->body, c, c);
+        if (s->flags & (STMT_BROKEN | STMT_CONTINUED))
+            label(c);
+    } else {
+        unsigned e = new_label();
+        emit_statement(s->body, c, e);
+        label(c, s->line);
+        range(s, RANGE_DO_TEST);
+        emit_file(s->file_name);
+        emit_condition(s->expr, t, false);
+        if (s->flags & STMT_BROKEN)
+            label(e);
+    }
+}
+
+void emit_for(const Stmt *s)
+{
+    if (s->init) {
+        range(s, RANGE_FOR_INIT);
+        emit_expression_statement(s->init);
+    }
+    unsigned t = new_label(), b = new_label();
+    const Node *test = s->expr;
+    if (test && !is_constant_test(test)) {
+        unsigned k = (test->flags & NODE_TEST_HOLDS) ? 0 : new_label();
+        unsigned e = new_label();
+        if (k)
+            write_jump(k);
+        label(t, s->body ? s->body->line : s->line);
+        emit_statement(s->body, b, e);
+        emit_file(s->file_name);
+        if (s->flags & STMT_CONTINUED)
+            label(b, s->line);
+        else
+            write_line(s->line);
+        if (s->step) {
+            range(s, RANGE_FOR_STEP);
+            emit_expression_statement(s->step);
+        }
+        if (k)
+            label(k, s->line, true);
+        range(s, RANGE_FOR_TEST);
+        emit_condition(test, t, false);
+        if (s->flags & STMT_BROKEN)
+            label(e);
+        return;
+    }
+    if (test && test->value == 0)
+        return;  // the loop never runs: its initialization was all
+    label(t, s->body ? s->body->line : s->line);
+    unsigned c = s->step ? new_label() : t;
+    emit_statement(s->body, c, b);
+    if (s->step) {
+        range(s, RANGE_FOR_STEP);
+        if (s->flags & STMT_CONTINUED)
+            label(c, s->line);
+        else
+            write_line(s->line);
+        emit_expression_statement(s->step);
+    }
+    write_jump(t);
+    if (s->flags & STMT_BROKEN)
+        label(b);
+}
+
+void emit_while(const Stmt *s)
+{
+    unsigned t = new_label(), c = new_label();
+    if (is_constant_test(s->expr)) {
+        label(t, s->body ? s->body->line : s->line);
+        emit_statement(s->body, t, c);
+        write_jump(t);
+        if (s->flags & STMT_BROKEN)
+            label(c);
+        return;
+    }
+    unsigned e = new_label();
+    write_jump(c);
+    label(t, s->body ? s->body->line : s->line);
+    emit_statement(s->body, c, e);
+    label(c, s->line, true);
+    range(s);
+    emit_file(s->file_name);
+    emit_condition(s->expr, t, false);
+    if (s->flags & STMT_BROKEN)
+        label(e);
+}
+
+void emit_if(const Stmt *s, unsigned continue_label, unsigned break_label)
+{
+    unsigned f = new_label();
+    range(s);
+    emit_condition(s->expr, f, true);
+    unsigned e = (s->flags & STMT_BROKEN) ? new_label() : break_label;
+    emit_statement(s->body, continue_label, e);
+    if (s->other) {
+        unsigned j = new_label();
+        write_jump(j);
+        label(f, s->other->line);
+        emit_statement(s->other, continue_label, e);
+        f = j;
+    }
+    label(f);
+    if (s->flags & STMT_BROKEN)
+        label(e);
+}
+
+void emit_switch(const Stmt *s, unsigned continue_label)
+{
+    range(s);
+    Type *type = switch_value_type(s->expr->type);
+    emit_value(s->expr, STORAGE_SWITCH, type);
+    unsigned size = switch_value_size(s->expr->type);
+    unsigned table = new_label();
+    write_switch(size, table);
+    unsigned b = new_label();
+    emit_statement(s->body, continue_label, b);
+    emit_case_table(s, table, b, size);
+    bool has_default = false;
+    for (const Symbol *c = s->cases; c; c = c->next)
+        has_default |= c->sclass == SC_DEFAULT;
+    if (!has_default || (s->flags & STMT_BROKEN))
+        write_label(b, 0, false, true);
+}
+
+// The file and label or line records in front of every statement.
+void statement_header(const Stmt *s)
+{
+    emit_file(s->file_name);
+    if (s->label_no) {
+        unsigned l = s->label_no;
+        if (debug_extended && (s->flags & STMT_LABELLED))
+            l -= 1;
+        write_label(l, s->line, false, (s->flags & STMT_CASE_LABEL) != 0);
+    } else if (s->kind != STMT_BLOCK) {
+        write_line(s->line);
+    }
+}
+
+// Statement lists are written in a loop, nested statements by recursion:
+// the depth is the nesting depth the statement reader allowed.
+void emit_statement(const Stmt *s, unsigned continue_label, unsigned break_label)
+{
+    if (!s || error_count != 0)
+        return;
+    statement_header(s);
+    switch (s->kind) {
+    case STMT_EXPR:
+    case STMT_PENDING_INIT:
+        if (!(s->flags & STMT_EMPTY_RETURN))
+            range(s);
+        if (s->expr)
+            emit_expression_statement(s->expr);
+        break;
+    case STMT_PASS:
+        if (s->expr)
+            emit_expression_statement(s->expr);
+        if (s->flags & STMT_BROKEN) {
+            unsigned e = new_label();
+            emit_statement(s->body, continue_label, e);
+            label(e);
+        } else {
+            emit_statement(s->body, continue_label, break_label);
+        }
+        break;
+    case STMT_BLOCK:
+        for (const Stmt *t = s->body; t; t = t->next)
+            if (!(t->flags & STMT_UNREACHABLE))
+                emit_statement(t, continue_label, break_label);
+        break;
+    case STMT_ASM:
+        for (const Stmt *piece = s->body; piece; piece = piece->next) {
+            range(piece);
+            write_line(piece->line);
+            emit_asm_text(piece->asm_text, piece->asm_length);
+        }
+        break;
+    case STMT_BREAK:
+        range(s);
+        write_jump(break_label);
+        break;
+    case STMT_CONTINUE:
+        range(s);
+        write_jump(continue_label);
+        break;
+    case STMT_DO:
+        emit_do(s);
+        break;
+    case STMT_FOR:
+        emit_for(s);
+        break;
+    case STMT_GOTO:
+        if (!(s->flags & STMT_EMPTY_RETURN))
+            range(s);
+        if (s->expr)
+            emit_expression_statement(s->expr);
+        write_jump(s->label && s->label->statement ? s->label->statement->label_no : 0);
+        break;
+    case STMT_IF:
+        emit_if(s, continue_label, break_label);
+        break;
+    case STMT_RETURN:
+        range(s);
+        if (s->expr)
+            emit_value(s->expr, STORAGE_RESULT, function.result);
+        write_return();
+        break;
+    case STMT_SWITCH:
+        emit_switch(s, continue_label);
+        break;
+    case STMT_WHILE:
+        emit_while(s);
+        break;
+    case STMT_COUNTED:
+        emit_counted_loop(s);
+        break;
+    default:
+        break;
+    }
+}
+
+}  // namespace
+
+void emit_condition(const Node *node, unsigned label_no, bool jump_if_false)
+{
+    while (node) {
+        switch (node->op) {
+        case OP_COMMA:
+            write_eval(node->left);
+            node = node->right;
+            continue;
+        case OP_ANDAND:
+            if (jump_if_false) {
+                emit_condition(node->left, label_no, true);
+                node = node->right;
+                continue;
+            } else {
+                unsigned n = new_label();
+                emit_condition(node->left, n, true);
+                emit_condition(node->right, label_no, false);
+                label(n);
+                return;
+            }
+        case OP_OROR:
+            if (!jump_if_false) {
+                emit_condition(node->left, label_no, false);
+                node = node->right;
+                continue;
+            } else {
+                unsigned n = new_label();
+                emit_condition(node->left, n, false);
+                emit_condition(node->right, label_no, true);
+                label(n);
+                return;
+            }
+        default:
+            break;
+        }
+        if (is_int_constant(node)) {
+            if ((node->value != 0) != jump_if_false)
+                write_jump(label_no);
+            return;
+        }
+        if (is_comparison_op(node->op)) {
+            unsigned op = jump_if_false ? negated_op(node->op) : node->op;
+            write_branch(op, label_no, node->left, node->right);
+            return;
+        }
+        // Any other form: its value compared with zero.
+        Node zero{};
+        zero.op = OP_LEAF;
+        zero.type = node->type;
+        zero.value = 0;
+        write_branch(jump_if_false ? OP_EQ : OP_NE, label_no, node, &zero);
+        return;
+    }
+}
+
+namespace {
+
+bool is_asm_designator(const Node *fn)
+{
+    return fn->op == OP_LEAF && (fn->leaf & LEAF_SYMBOL) && fn->symbol->name && fn->symbol->name->length == 4 &&
+           std::memcmp(fn->symbol->name->chars, "_asm", 4) == 0;
+}
+
+// A call of _asm with a string first: REC_ASM, or REC_ASM_ARGS with the
+// further arguments. False (after its message) when the call does not
+// qualify and is written as an ordinary call.
+bool write_asm_call(const Node *call)
+{
+    const Node *args = call->right;
+    if (!args) {
+        report("missing _asm() argument");
+        return false;
+    }
+    const Node *first = args->op == OP_ARG ? args->left : args;
+    const Node *more = args->op == OP_ARG ? args->right : nullptr;
+    const Node *text = first;
+    while (text->op == OP_CAST)
+        text = text->left;
+    if (!is_string_literal(text)) {
+        report("bad _asm() argument type");
+        return false;
+    }
+    std::size_t n = text->literal->length;
+    if (n > 254) {
+        report("_asm string too long");
+        n = 254;
+    }
+    write_asm(call, reinterpret_cast<const char *>(text->literal->bytes), n, more);
+    return true;
+}
+
+// x = -x, x = ~x, and for a one-bit field x = x == 0 or x = x ^ 1: the
+// object, and whether it is negated (or else complemented).
+const Node *in_place_object(const Node *n, bool *negate)
+{
+    if (n->op != OP_ASSIGN)
+        return nullptr;
+    unsigned assigned_class = n->type->kind & 0xFC;
+    const Node *value = n->right;
+    while (value->op == OP_CAST &&
+           (value->left->type->kind == value->type->kind || (value->left->type->kind & 0xFC) >= assigned_class))
+        value = value->left;
+    const Node *object = n->left;
+    if ((value->op == OP_NEG || value->op == OP_COMPL) && same_tree(value->left, object, true)) {
+        *negate = value->op == OP_NEG;
+        return object;
+    }
+    bool one_bit = is_bitfield_kind(object->type->kind) && object->type->bit_width == 1;
+    if (one_bit && (value->op == OP_EQ || value->op == OP_XOR) && is_int_constant(value->right) &&
+        value->right->value == (value->op == OP_EQ ? 0u : 1u) && same_tree(value->left, object, true)) {
+        *negate = false;
+        return object;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+void emit_expression_statement(const Node *node)
+{
+    if (!node)
+        return;
+    const Node *e = node;
+    while (e->op == OP_CAST && e->type->kind == KIND_VOID)
+        e = e->left;
+    bool negate = false;
+    if (const Node *object = in_place_object(e, &negate)) {
+        if (negate)
+            write_negate_in_place(e->type, object);
+        else
+            write_complement_in_place(e->type, object);
+        return;
+    }
+    if (e->op == OP_CALL && is_asm_designator(e->left) && write_asm_call(e))
+        return;
+    write_eval(node);
+}
+
+void emit_value(const Node *node, unsigned target, const Type *type)
+{
+    put_byte(REC_EVAL);
+    put_byte(operator_byte(OP_ASSIGN));
+    put_type_ref(type, 0);
+    put_byte(0);
+    put_type_ref(type, 0);
+    put_zeros(7);
+    put_byte(target);
+    put_byte(0);
+    put_expression(node, false);
+}
+
+void emit_counted_loop(const Stmt *s)
+{
+    // Counted loops are made by body preparation, which is not built yet:
+    // no statement reaches this kind.
+    (void)s;
+}
+
+void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, std::uint32_t brace_line,
+                   std::uint32_t argument_bytes)
+{
+    if (analyser_output || error_count != 0)
+        return;
+    emit_file(body->file_name);
+    emit_declaration(symbol, 0x800);
+    write_function(declaration_line, brace_line);
+    const Type *ftype = symbol->type;
+    const Symbol *first = ftype->params;
+    if (first && first->type && first->type->kind != KIND_VOID)
+        write_first_arg(no_widen_arguments ? first->type : argument_widened_type(first->type, true));
+    write_arg_size(argument_bytes);
+    if (lowest_frame_offset != 0)
+        write_frame(lowest_frame_offset);
+    emit_statement(body, 0, 0);
+    write_function_end();
+    local_instance = static_cast<std::uint16_t>(local_instance + 2);
+}
