@@ -460,7 +460,9 @@ bool write_asm_call(const Node *call)
     const Node *text = first;
     while (text->op == OP_CAST)
         text = text->left;
-    if (!is_string_literal(text)) {
+    // The string, decayed to its address, or as the array itself.
+    bool string = text->op == OP_LEAF && (text->leaf & LEAF_LITERAL) && !is_floating_kind(text->type->kind);
+    if (!string) {
         report("bad _asm() argument type");
         return false;
     }
