@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# Times zpc compiling a generated stress unit of plain C (bench/gen_stress.py:
+# FUNCS functions using every statement kind) against `tcc -c` compiling
+# the same file, and prints both times, the ratio and both peak memories.
+# zpc must compile the unit without a message and zpc-dump must read all
+# of its output, or the script fails.
+# usage: bench/compile.sh [FUNCS] [RUNS]    (defaults: 5000 functions, 7 runs)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+funcs=${1:-5000}
+runs=${2:-7}
+
+if ! command -v tcc >/dev/null; then
+    if [ "$(id -u)" -eq 0 ] && command -v apt-get >/dev/null; then
+        apt-get install -y tcc >/dev/null 2>&1 || { apt-get update >/dev/null && apt-get install -y tcc >/dev/null; }
+    else
+        echo "tcc is needed: apt-get install tcc (Debian package tcc)"
+        exit 1
+    fi
+fi
+[ -x /usr/bin/time ] || { echo "GNU time is needed: apt-get install time"; exit 1; }
+bin=${ZPC_BUILD:-build}
+[ -x "$bin/zpc" ] && [ -x "$bin/zpc-dump" ] || cmake --build "$bin" --target zpc zpc-dump >/dev/null
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+python3 bench/gen_stress.py "$funcs" > "$work/unit.c"
+
+# The unit must compile cleanly and read back whole.
+if ! "$bin/zpc" -o "$work/unit.o" "$work/unit.c" 2> "$work/messages"; then
+    echo "zpc reported:"; head "$work/messages"; exit 1
+fi
+[ -s "$work/messages" ] && { echo "zpc reported:"; head "$work/messages"; exit 1; }
+"$bin/zpc-dump" "$work/unit.o" > "$work/unit.dump" || { tail -1 "$work/unit.dump"; exit 1; }
+
+# Best of `runs` wall-clock times in seconds, and the peak memory in KiB of
+# the last run.
+measure() {
+    local best_time="" peak=0
+    for _ in $(seq "$runs"); do
+        local start end t
+        start=$(date +%s.%N)
+        /usr/bin/time -q -f "%M" -o "$work/peak" "$@" > /dev/null 2>&1 || true
+        end=$(date +%s.%N)
+        t=$(awk -v a="$start" -v b="$end" 'BEGIN { printf "%.4f", b - a }')
+        if [ -z "$best_time" ] || awk -v t="$t" -v b="$best_time" 'BEGIN { exit !(t < b) }'; then best_time=$t; fi
+        peak=$(tail -1 "$work/peak")
+    done
+    echo "$best_time $peak"
+}
+
+read -r zpc_time zpc_peak < <(measure "$bin/zpc" -o "$work/unit.o" "$work/unit.c")
+read -r tcc_time tcc_peak < <(measure tcc -c -o "$work/unit.tcc.o" "$work/unit.c")
+echo "unit: $(wc -l < "$work/unit.c") lines, $funcs functions; $(wc -l < "$work/unit.dump") records read back"
+echo "zpc:    ${zpc_time}s, peak ${zpc_peak} KiB"
+echo "tcc -c: ${tcc_time}s, peak ${tcc_peak} KiB"
+echo "ratio (zpc time / tcc time): $(awk -v a="$zpc_time" -v b="$tcc_time" 'BEGIN { printf "%.2f", a / b }')"
