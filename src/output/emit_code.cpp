@@ -22,7 +22,7 @@ namespace {
 // Source ranges under -l, by part of the statement.
 enum RangeMode { RANGE_WHOLE, RANGE_DO_TEST, RANGE_FOR_INIT, RANGE_FOR_STEP, RANGE_FOR_TEST };
 
-void range(const Stmt *s, RangeMode mode = RANGE_WHOLE)
+[[gnu::noinline]] void range(const Stmt *s, RangeMode mode = RANGE_WHOLE)
 {
     if (!line_info)
         return;
@@ -53,7 +53,7 @@ bool is_constant_test(const Node *n) { return n && is_int_constant(n); }
 void emit_statement(const Stmt *s, unsigned continue_label, unsigned break_label);
 
 // The case table of a switch, after its body.
-void emit_case_table(const Stmt *s, unsigned table_label, unsigned end_label, unsigned value_size)
+[[gnu::noinline]] void emit_case_table(const Stmt *s, unsigned table_label, unsigned end_label, unsigned value_size)
 {
     struct Entry {
         std::int32_t value;
@@ -149,7 +149,7 @@ Type *switch_value_type(Type *t)
     }
 }
 
-void emit_do(const Stmt *s)
+[[gnu::noinline]] void emit_do(const Stmt *s)
 {
     unsigned t = new_label(), c = new_label();
     label(t, s->body ? s->body->line : s->line);
@@ -174,7 +174,7 @@ void emit_do(const Stmt *s)
     }
 }
 
-void emit_for(const Stmt *s)
+[[gnu::noinline]] void emit_for(const Stmt *s)
 {
     if (s->init) {
         range(s, RANGE_FOR_INIT);
@@ -224,7 +224,7 @@ void emit_for(const Stmt *s)
         label(b);
 }
 
-void emit_while(const Stmt *s)
+[[gnu::noinline]] void emit_while(const Stmt *s)
 {
     unsigned t = new_label(), c = new_label();
     if (is_constant_test(s->expr)) {
@@ -247,7 +247,7 @@ void emit_while(const Stmt *s)
         label(e);
 }
 
-void emit_if(const Stmt *s, unsigned continue_label, unsigned break_label)
+[[gnu::noinline]] void emit_if(const Stmt *s, unsigned continue_label, unsigned break_label)
 {
     unsigned f = new_label();
     range(s);
@@ -266,7 +266,7 @@ void emit_if(const Stmt *s, unsigned continue_label, unsigned break_label)
         label(e);
 }
 
-void emit_switch(const Stmt *s, unsigned continue_label)
+[[gnu::noinline]] void emit_switch(const Stmt *s, unsigned continue_label)
 {
     range(s);
     Type *type = switch_value_type(s->expr->type);
@@ -285,7 +285,7 @@ void emit_switch(const Stmt *s, unsigned continue_label)
 }
 
 // The file and label or line records in front of every statement.
-void statement_header(const Stmt *s)
+[[gnu::noinline]] void statement_header(const Stmt *s)
 {
     emit_file(s->file_name);
     if (s->label_no) {
@@ -298,13 +298,9 @@ void statement_header(const Stmt *s)
     }
 }
 
-// Statement lists are written in a loop, nested statements by recursion:
-// the depth is the nesting depth the statement reader allowed.
-void emit_statement(const Stmt *s, unsigned continue_label, unsigned break_label)
+// The statements that hold no other statement.
+[[gnu::noinline]] void emit_simple(const Stmt *s, unsigned continue_label, unsigned break_label)
 {
-    if (!s || error_count != 0)
-        return;
-    statement_header(s);
     switch (s->kind) {
     case STMT_EXPR:
     case STMT_PENDING_INIT:
@@ -312,22 +308,6 @@ void emit_statement(const Stmt *s, unsigned continue_label, unsigned break_label
             range(s);
         if (s->expr)
             emit_expression_statement(s->expr);
-        break;
-    case STMT_PASS:
-        if (s->expr)
-            emit_expression_statement(s->expr);
-        if (s->flags & STMT_BROKEN) {
-            unsigned e = new_label();
-            emit_statement(s->body, continue_label, e);
-            label(e);
-        } else {
-            emit_statement(s->body, continue_label, break_label);
-        }
-        break;
-    case STMT_BLOCK:
-        for (const Stmt *t = s->body; t; t = t->next)
-            if (!(t->flags & STMT_UNREACHABLE))
-                emit_statement(t, continue_label, break_label);
         break;
     case STMT_ASM:
         for (const Stmt *piece = s->body; piece; piece = piece->next) {
@@ -344,12 +324,6 @@ void emit_statement(const Stmt *s, unsigned continue_label, unsigned break_label
         range(s);
         write_jump(continue_label);
         break;
-    case STMT_DO:
-        emit_do(s);
-        break;
-    case STMT_FOR:
-        emit_for(s);
-        break;
     case STMT_GOTO:
         if (!(s->flags & STMT_EMPTY_RETURN))
             range(s);
@@ -357,14 +331,58 @@ void emit_statement(const Stmt *s, unsigned continue_label, unsigned break_label
             emit_expression_statement(s->expr);
         write_jump(s->label && s->label->statement ? s->label->statement->label_no : 0);
         break;
-    case STMT_IF:
-        emit_if(s, continue_label, break_label);
-        break;
     case STMT_RETURN:
         range(s);
         if (s->expr)
             emit_value(s->expr, STORAGE_RESULT, function.result);
         write_return();
+        break;
+    case STMT_COUNTED:
+        emit_counted_loop(s);
+        break;
+    default:
+        break;
+    }
+}
+
+// An expression, then a statement (made by body preparation).
+[[gnu::noinline]] void emit_pass(const Stmt *s, unsigned continue_label, unsigned break_label)
+{
+    if (s->expr)
+        emit_expression_statement(s->expr);
+    if (s->flags & STMT_BROKEN) {
+        unsigned e = new_label();
+        emit_statement(s->body, continue_label, e);
+        label(e);
+    } else {
+        emit_statement(s->body, continue_label, break_label);
+    }
+}
+
+// Statement lists are written in a loop, nested statements by recursion:
+// the depth is the nesting depth the statement reader allowed.
+void emit_statement(const Stmt *s, unsigned continue_label, unsigned break_label)
+{
+    if (!s || error_count != 0)
+        return;
+    statement_header(s);
+    switch (s->kind) {
+    case STMT_BLOCK:
+        for (const Stmt *t = s->body; t; t = t->next)
+            if (!(t->flags & STMT_UNREACHABLE))
+                emit_statement(t, continue_label, break_label);
+        break;
+    case STMT_PASS:
+        emit_pass(s, continue_label, break_label);
+        break;
+    case STMT_DO:
+        emit_do(s);
+        break;
+    case STMT_FOR:
+        emit_for(s);
+        break;
+    case STMT_IF:
+        emit_if(s, continue_label, break_label);
         break;
     case STMT_SWITCH:
         emit_switch(s, continue_label);
@@ -372,10 +390,8 @@ void emit_statement(const Stmt *s, unsigned continue_label, unsigned break_label
     case STMT_WHILE:
         emit_while(s);
         break;
-    case STMT_COUNTED:
-        emit_counted_loop(s);
-        break;
     default:
+        emit_simple(s, continue_label, break_label);
         break;
     }
 }

@@ -151,8 +151,9 @@ void put_call(const Node *n)
 
 void put_byte(unsigned value)
 {
+    // The file is written by this one thread alone: no stream locking.
     if (output_stream)
-        std::putc(static_cast<int>(value & 0xFF), output_stream);
+        putc_unlocked(static_cast<int>(value & 0xFF), output_stream);
 }
 
 void put_half(unsigned value)
