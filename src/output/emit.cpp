@@ -8,6 +8,7 @@
 #include "decl/types.h"
 #include "driver/options.h"
 #include "host/host.h"
+#include "expr/tree.h"
 #include "lexer/constants.h"
 #include "output/records.h"
 #include "runtime/textbuf.h"
@@ -129,6 +130,31 @@ void emit_data_start(const Symbol *s)
 void emit_space(std::uint32_t n) { write_space(n); }
 
 void emit_data_end() { write_data_end(); }
+
+void emit_int_item(std::uint32_t value, unsigned size) { write_int(size, value); }
+
+void emit_float_item(double value, unsigned size) { write_float(size, value); }
+
+void emit_bytes(const void *bytes, std::size_t n) { write_bytes(bytes, n); }
+
+void emit_address_item(const Node *node, unsigned size)
+{
+    std::uint16_t pointed = node->type && node->type->kind == KIND_POINTER ? node->type->attr : 0;
+    std::uint32_t offset = node->value;
+    if (node->leaf & LEAF_SYMBOL) {
+        const Symbol *named = symbol_address(node, &offset);
+        write_addr(size, named, 0, pointed, offset);
+        return;
+    }
+    if (node->leaf & LEAF_LITERAL) {
+        PoolEntry *e = node->literal;
+        if (!e->label)
+            e->label = new_label();
+        write_addr(size, nullptr, e->label, pointed, offset);
+        return;
+    }
+    write_addr(size, nullptr, 0, pointed, offset);
+}
 
 void emit_declaration(const Symbol *s, unsigned mode)
 {

@@ -19,6 +19,15 @@ void emit_asm_text(const char *text, std::size_t n);
 void emit_data_start(const Symbol *symbol);
 void emit_space(std::uint32_t n);
 void emit_data_end();
+// Data items between emit_data_start() and emit_data_end(): an integer
+// of 1, 2 or 4 bytes, a floating value of 2, 4 or 8, a run of bytes (it
+// stands for its bytes and a zero byte), and an address of 1, 2 or 4
+// bytes taken from an address-valued leaf (an object, a literal or a
+// plain number) with its offset.
+void emit_int_item(std::uint32_t value, unsigned size);
+void emit_float_item(double value, unsigned size);
+void emit_bytes(const void *bytes, std::size_t n);
+void emit_address_item(const struct Node *node, unsigned size);
 // mode 0: REC_EXTERN; 0x800: REC_FUNC_DEF; other: REC_OBJ_DEF.
 void emit_declaration(const Symbol *symbol, unsigned mode);
 // REC_SPACE_NAME for each user-defined space name not yet written.

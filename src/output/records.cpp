@@ -64,6 +64,25 @@ bool named_storage(const Symbol *s)
     }
 }
 
+}  // namespace
+
+const Symbol *symbol_address(const Node *leaf, std::uint32_t *offset)
+{
+    const Symbol *s = leaf->symbol;
+    if (s->sclass == SC_LOCALIZED && (s->flags & SYM_DEFINED) && s->alias) {
+        // An alias names the object it stands for, at the alias's offset.
+        const Node *target = s->alias;
+        *offset += target->value;
+        return (target->leaf & LEAF_SYMBOL) ? target->symbol : nullptr;
+    }
+    if (named_storage(s))
+        return s;
+    *offset += s->value;
+    return nullptr;
+}
+
+namespace {
+
 std::uint16_t literal_attribute() { return strict_ansi ? 0 : ATTR_CONST; }
 
 void put_leaf(const Node *n)
@@ -74,20 +93,10 @@ void put_leaf(const Node *n)
         bool reg = s->sclass == SC_REGISTER;
         put_type_ref(n->type, reg ? 0 : s->attr);
         std::uint32_t offset = n->value;
-        if (s->sclass == SC_LOCALIZED && (s->flags & SYM_DEFINED) && s->alias) {
-            // An alias names the object it stands for, at the alias's offset.
-            const Node *target = s->alias;
-            if (target->leaf & LEAF_SYMBOL)
-                put_name_ref(target->symbol);
-            else
-                put_zeros(3);
-            offset += target->value;
-        } else if (named_storage(s)) {
-            put_name_ref(s);
-        } else {
+        if (const Symbol *named = symbol_address(n, &offset))
+            put_name_ref(named);
+        else
             put_zeros(3);
-            offset += s->value;
-        }
         put_word(offset);
         put_byte(storage_byte(s));
         put_byte(!reg && (n->leaf & LEAF_LVALUE) ? 1 : 0);

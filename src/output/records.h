@@ -88,6 +88,11 @@ extern std::uint16_t local_instance;
 // label (no name), or to nothing (label 0).
 void put_name_ref(const Symbol *symbol);
 void put_label_ref(unsigned label);
+// The address of a symbol leaf: the symbol whose name reference is written
+// (the aliased object for an alias), or null when the object is reached by
+// a number (a frame offset, an absolute far address), which is then added
+// to *offset.
+const Symbol *symbol_address(const Node *leaf, std::uint32_t *offset);
 // The kind byte of a symbol's name reference.
 std::uint8_t name_kind(const Symbol *symbol);
 // A value type; the attribute word follows only when it is not 0.

@@ -12,6 +12,7 @@
 #include "driver/options.h"
 #include "dump/intermediate_dump.h"
 #include "lexer/constants.h"
+#include "output/emit.h"
 #include "output/records.h"
 #include "preproc/source.h"
 #include "runtime/pathlist.h"
@@ -289,6 +290,51 @@ TEST_F(RecordsTest, LabelsCountByTwoAndReportOverflow)
     std::string m = messages();
     EXPECT_EQ(std::count(m.begin(), m.end(), '\n'), 2) << m;
     EXPECT_NE(m.find("file too large for label information"), std::string::npos);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(RecordsTest, AddressItemsByTheirLeaf)
+{
+    // Named objects by their reference, locals and far absolute objects by
+    // their number, aliases by the object they stand for, literals by
+    // their label, plain numbers as such; 4-byte items carry the
+    // pointed-to attribute word.
+    write_unit_record();
+    Node *object = var("buf", &type_char, 0, SC_STATIC);
+    object->symbol->value = 7;
+    object->leaf = LEAF_SYMBOL;
+    object->value = 2;
+    object->type = ptr(&type_char, SPACE_FAR);
+    Node *local = var("l", &type_int, 0, SC_AUTO);
+    local->symbol->value = static_cast<std::uint32_t>(-4);
+    local->leaf = LEAF_SYMBOL;
+    Node *alias = var("al", &type_char, 0, SC_LOCALIZED);
+    alias->symbol->flags |= SYM_DEFINED;
+    alias->symbol->alias = object;
+    alias->leaf = LEAF_SYMBOL;
+    alias->value = 1;
+    Node *text = new_node(OP_LEAF);
+    text->type = ptr(&type_char, 0);
+    text->literal = pool_string("ab", 3);
+    text->value = 1;
+    text->leaf = LEAF_LITERAL;
+    emit_address_item(object, 4);
+    emit_address_item(local, 2);
+    emit_address_item(alias, 2);
+    emit_address_item(text, 1);
+    emit_address_item(text, 2);
+    emit_address_item(num(0x1234), 2);
+    EXPECT_EQ(dump(),
+              "000000 REC_UNIT alignment=0 flags=0x00 header=\"zpc\" header=\"V0.1.0\" header=\"22 Nov 2026\"\n"
+              "000029 REC_ADDR size=4 address=buf[7]{81} attr=0x3000 offset=2\n"
+              "000043 REC_ADDR size=2 address=- offset=-4\n"
+              "000051 REC_ADDR size=2 address=buf[7]{81} offset=3\n"
+              "000063 REC_ADDR size=1 address=L3 offset=1\n"
+              "000071 REC_ADDR size=2 address=L3 offset=1\n"
+              "000079 REC_ADDR size=2 address=- offset=4660\n");
 }
 
 }  // namespace
