@@ -561,7 +561,9 @@ void emit_counted_loop(const Stmt *s)
 void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, std::uint32_t brace_line,
                    std::uint32_t argument_bytes)
 {
-    if (analyser_output || error_count != 0)
+    // After an error the records around the body are still written; its
+    // statements are not (emit_statement checks for every one).
+    if (analyser_output)
         return;
     emit_file(body->file_name);
     emit_declaration(symbol, 0x800);
