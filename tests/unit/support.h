@@ -71,6 +71,17 @@ inline std::string read_stream(std::FILE *stream)
     return text;
 }
 
+inline std::string read_file(const std::string &name)
+{
+    std::string text;
+    if (std::FILE *f = std::fopen(name.c_str(), "rb")) {
+        for (int c; (c = std::fgetc(f)) != EOF;)
+            text += static_cast<char>(c);
+        std::fclose(f);
+    }
+    return text;
+}
+
 inline bool file_exists(const std::string &name) { return std::filesystem::exists(name); }
 
 // Every subsystem reset before and after the test, messages caught in a

@@ -176,4 +176,34 @@ TEST_F(DriverTest, RunOpensSourcesAndHandlesTheInterrupt)
     EXPECT_EQ(opened, (Strings{input_name, dir.path + "/b.h", dir.path + "/a.h"}));
 }
 
+TEST_F(DriverTest, TheSameUnitGivesTheSameBytesInEveryRunAndDirectory)
+{
+    // Labels, literal labels, instance numbers and the pools start again
+    // for every unit; nothing of the run's directory or time enters the
+    // file. Each run compiles the unit by a relative name from a directory
+    // of its own.
+    const char *unit = "static int s; int g; double d(double x) { return x * 1.5; }\n"
+                       "int f(int a) { char *p; p = \"text\"; switch (a) { case 1: case 2: case 3: case 4:\n"
+                       "case 5: case 6: s = 1; break; default: g = 2; } while (a--) if (a & 1) continue;\n"
+                       "return p[a] + s; }\n";
+    std::vector<std::string> files;
+    for (const char *sub : {"one", "two/deeper", "one"}) {
+        std::string where = dir / sub;
+        std::filesystem::create_directories(where);
+        write_file(where + "/u.c", unit);
+        std::string cwd = std::filesystem::current_path();
+        std::filesystem::current_path(where);
+        Args args{"zpc", "-l", "-o", "u.o", "u.c"};
+        EXPECT_EQ(zpc_run(args.argc, args.argv), 0);
+        files.push_back(read_file("u.o"));
+        std::filesystem::current_path(cwd);
+        if (error_stream && error_stream != stderr)
+            std::fclose(error_stream);
+        zpc_reset();
+    }
+    ASSERT_GT(files[0].size(), 100u);
+    EXPECT_EQ(files[0], files[1]);
+    EXPECT_EQ(files[0], files[2]);
+}
+
 }  // namespace
