@@ -108,8 +108,9 @@ bool parse_specifiers(Symbol *decl, const std::uint8_t *allowed)
     decl->value = 0;
     decl->name = nullptr;
     decl->type = nullptr;
-    implicit_int = false;
-    keywords_seen = 0;
+    // Kept locally: a struct or union body read on the way has
+    // declarations of its own.
+    std::uint16_t seen = 0;
     std::uint16_t bits = 0;
     Symbol *named = nullptr;
     bool inline_allowed = allowed && allowed[0] == SC_INLINE;
@@ -130,7 +131,7 @@ bool parse_specifiers(Symbol *decl, const std::uint8_t *allowed)
             continue;
         }
         if (std::uint16_t bit = specifier_bit(t->code)) {
-            keywords_seen |= bit;
+            seen |= bit;
             if (bits & bit)
                 report("repeated type specification");
             bits |= bit;
@@ -147,7 +148,7 @@ bool parse_specifiers(Symbol *decl, const std::uint8_t *allowed)
                               ((bits & SPEC_VOLATILE) && (named->attr & ATTR_VOLATILE))))
                 report("repeated qualifier specification");
             bits = static_cast<std::uint16_t>((bits & (SPEC_CONST | SPEC_VOLATILE)) | SPEC_TYPEDEF);
-            keywords_seen |= SPEC_TYPEDEF;
+            seen |= SPEC_TYPEDEF;
             decl->type = named->type;
             decl->value = named->value;
             merge_attributes(decl, named);
@@ -164,9 +165,10 @@ bool parse_specifiers(Symbol *decl, const std::uint8_t *allowed)
     if (bits & SPEC_VOLATILE)
         decl->attr |= ATTR_VOLATILE;
     std::uint16_t kinds = bits & static_cast<std::uint16_t>(~(SPEC_CONST | SPEC_VOLATILE));
+    keywords_seen = seen;
+    implicit_int = kinds == 0;
     if (kinds == 0) {
         decl->type = &type_int;
-        implicit_int = true;
     } else if (kinds & SPEC_TYPEDEF) {
         // decl->type is the typedef's
     } else if (kinds == SPEC_AGGREGATE) {
@@ -477,35 +479,4 @@ void read_space_modifier(std::uint16_t *attr)
     report("memory space modifiers not supported yet");
     if (next_token()->code != TK_IDENT)
         push_back_token();
-}
-
-Type *parse_aggregate_specifier(unsigned keyword, std::uint16_t attr)
-{
-    // Struct, union and enum specifiers are not built yet: the tag and a
-    // body in braces are passed over and the type taken as int.
-    (void)keyword;
-    (void)attr;
-    report("struct, union and enum types not supported yet");
-    Token *t = next_token();
-    if (t->code == TK_IDENT) {
-        something_declared = true;
-        t = next_token();
-    }
-    if (t->code != TK_LBRACE) {
-        push_back_token();
-        return &type_int;
-    }
-    something_declared = true;
-    for (std::int32_t depth = 1; depth > 0;) {
-        t = next_token();
-        if (t->code == TK_END) {
-            push_back_token();
-            break;
-        }
-        if (t->code == TK_LBRACE)
-            ++depth;
-        else if (t->code == TK_RBRACE)
-            --depth;
-    }
-    return &type_int;
 }
