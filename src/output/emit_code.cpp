@@ -500,7 +500,7 @@ const Node *in_place_object(const Node *n, bool *negate)
     unsigned assigned_class = n->type->kind & 0xFC;
     const Node *value = n->right;
     while (value->op == OP_CAST &&
-           (value->left->type->kind == value->type->kind || (value->left->type->kind & 0xFC) >= assigned_class))
+           (value->left->type->kind == value->type->kind || (value->type->kind & 0xFCu) >= assigned_class))
         value = value->left;
     const Node *object = n->left;
     if ((value->op == OP_NEG || value->op == OP_COMPL) && same_tree(value->left, object, true)) {
