@@ -54,7 +54,7 @@ void read_pointer_qualifiers(std::uint16_t *attr)
     for (;;) {
         Token *t = next_token();
         if (t->code == TK_AT) {
-            read_space_modifier(attr);
+            parse_space_modifier(attr);
             continue;
         }
         std::uint16_t q = t->code == KW_CONST ? ATTR_CONST : t->code == KW_VOLATILE ? ATTR_VOLATILE : 0;
@@ -118,7 +118,7 @@ bool parse_specifiers(Symbol *decl, const std::uint8_t *allowed)
     for (;;) {
         Token *t = next_token();
         if (t->code == TK_AT) {
-            read_space_modifier(&decl->attr);
+            parse_space_modifier(&decl->attr);
             continue;
         }
         if (is_class_keyword(t->code) || (t->code == TK_INLINE && inline_allowed)) {
@@ -469,14 +469,4 @@ void declare_at(Symbol *sym, std::uint16_t spec_attr)
         emit_data_start(sym);
         emit_data_end();
     }
-}
-
-void read_space_modifier(std::uint16_t *attr)
-{
-    // The memory-space modifiers (@tiny, @far, @nostack, user spaces ...)
-    // are not built yet: the name is passed over and nothing is added.
-    (void)attr;
-    report("memory space modifiers not supported yet");
-    if (next_token()->code != TK_IDENT)
-        push_back_token();
 }

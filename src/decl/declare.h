@@ -41,9 +41,20 @@ void declare_at(Symbol *sym, std::uint16_t spec_attr);
 // A function type whose parameter list is an old-style identifier list.
 bool has_identifier_list(const Type *function);
 
-// After `@` in specifiers or pointer qualifiers: a memory-space modifier
-// into *attr.
-void read_space_modifier(std::uint16_t *attr);
+// The names accepted after `@` (tiny, near, far, nostack, inline, packed;
+// user-defined spaces are added as they are met), made once per run.
+void init_space_names();
+// After `@` in specifiers, pointer qualifiers or a pragma: a memory-space
+// modifier ORed into *attr.
+void parse_space_modifier(std::uint16_t *attr);
+// The pragmas whose bodies are declarations, read from their own tokens
+// (the list is consumed; its end reads as `;`); `line` is the pragma's
+// line. Returns the code of the token the parser left unread.
+enum DeclarationPragma { PRAGMA_SPACE, PRAGMA_SECTION, PRAGMA_ATTRIBUTE };
+std::uint16_t declaration_pragma(DeclarationPragma which, struct PpToken *list, std::uint32_t line);
+// Set while a function body is read (#pragma section is misplaced there).
+extern bool in_function_body;
+void spaces_reset();
 // After struct, union or enum: the tag and body, giving the type.
 Type *parse_aggregate_specifier(unsigned keyword, std::uint16_t attr);
 

@@ -16,6 +16,7 @@
 #include "runtime/alloc.h"
 
 bool something_declared = false;
+bool in_function_body = false;
 bool object_declared = false;
 
 namespace {
@@ -348,6 +349,8 @@ Symbol *debug_declarations(const SourceFile *file)
 
 void declare_reset()
 {
+    in_function_body = false;
+    spaces_reset();
     something_declared = false;
     object_declared = false;
     detached = nullptr;

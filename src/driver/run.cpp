@@ -166,7 +166,7 @@ int zpc_run(int argc, char **argv, const RunHooks *hooks)
     if (!commit_outputs(input_name) || !opened)
         return finish_run(1);
 
-    // The memory-space tables are set up here once spaces are built.
+    init_space_names();
     if (hooks && hooks->unit) {
         hooks->unit();
     } else if (preprocess_only) {

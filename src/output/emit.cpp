@@ -11,6 +11,7 @@
 #include "expr/tree.h"
 #include "lexer/constants.h"
 #include "output/records.h"
+#include "preproc/source.h"
 #include "runtime/textbuf.h"
 
 namespace {
@@ -178,15 +179,23 @@ void emit_declaration(const Symbol *s, unsigned mode)
 void emit_space_names()
 {
     // User-defined space names are written once each, the first time a
-    // declaration could have used them. Nothing defines them yet.
+    // declaration or section could have used them; the built-in names are
+    // known to the code generator (marked declared from the start).
     for (Symbol *s = space_names; s; s = s->next) {
-        if (s->flags & SYM_DEFINED || !s->name)
+        if ((s->flags & SYM_DECLARED) || !s->name)
             continue;
-        s->flags |= SYM_DEFINED;
+        s->flags |= SYM_DECLARED;
         TextBuffer name;
         name.append(s->name->chars, s->name->length);
         write_space_name(name.data);
     }
+}
+
+void emit_section(std::uint32_t line, std::uint16_t value, const char *name)
+{
+    emit_file(current_file_name());
+    emit_line(line);
+    write_section(value, name);
 }
 
 void emit_literal_pool()

@@ -30,6 +30,9 @@ void emit_bytes(const void *bytes, std::size_t n);
 void emit_address_item(const struct Node *node, unsigned size);
 // mode 0: REC_EXTERN; 0x800: REC_FUNC_DEF; other: REC_OBJ_DEF.
 void emit_declaration(const Symbol *symbol, unsigned mode);
+// #pragma section: the file and line of the pragma, then REC_SECTION with
+// the section's attribute word and its name (null: the default section).
+void emit_section(std::uint32_t line, std::uint16_t value, const char *name);
 // REC_SPACE_NAME for each user-defined space name not yet written.
 void emit_space_names();
 

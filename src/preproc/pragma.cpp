@@ -3,12 +3,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "decl/declare.h"
 #include "driver/diagnostics.h"
 #include "driver/options.h"
 #include "lexer/constants.h"
 #include "lexer/token.h"
 #include "preproc/directives.h"
 #include "preproc/macros.h"
+#include "preproc/source.h"
 #include "runtime/textbuf.h"
 
 std::int32_t align_mode = 0;
@@ -52,11 +54,16 @@ void pragma_message(PpToken **rest)
     std::fprintf(stream, "#message %.*s\n", static_cast<int>(text.length), text.data ? text.data : "");
 }
 
-// The pragmas whose operands are declarations: their parsers come with
-// memory spaces and attributes. Until then each says so.
-void pragma_space(const PpToken *) { report("#pragma space not supported yet"); }
-void pragma_section(const PpToken *) { report("#pragma section not supported yet"); }
-void pragma_attribute(const PpToken *) { report("#pragma attribute not supported yet"); }
+// The pragmas whose operands are declarations go to the declaration
+// parsers, which read the rest of the line as tokens of their own.
+void declaration(DeclarationPragma which, PpToken *rest, const char *bad)
+{
+    auto line = static_cast<std::uint32_t>(current_line());
+    if (declaration_pragma(which, rest, line) != TK_SEMICOLON)
+        report(bad);
+    else if (which == PRAGMA_SECTION && in_function_body)
+        report("misplaced #pragma section directive");
+}
 
 }  // namespace
 
@@ -74,13 +81,15 @@ void pragma_directive(PpToken *list)
         (spelled(word, "asm") ? asm_directive : endasm_directive)(rest);
         rest = nullptr;
     } else if (spelled(word, "space")) {
-        pragma_space(rest);
+        declaration(PRAGMA_SPACE, rest, "bad #pragma space directive");
+        rest = nullptr;
     } else if (spelled(word, "align")) {
         pragma_align(rest);
     } else if (spelled(word, "unroll")) {
         pragma_unroll(rest);
     } else if (spelled(word, "section")) {
-        pragma_section(rest);
+        declaration(PRAGMA_SECTION, rest, "bad #pragma section directive");
+        rest = nullptr;
     } else if (spelled(word, "message")) {
         pragma_message(&rest);
     } else if (spelled(word, "warning")) {
@@ -88,7 +97,8 @@ void pragma_directive(PpToken *list)
         directive_text(rest, text);
         report("WW%s", text.data ? text.data : "");
     } else if (spelled(word, "attribute")) {
-        pragma_attribute(rest);
+        declaration(PRAGMA_ATTRIBUTE, rest, "bad #pragma attribute directive");
+        rest = nullptr;
     } else if (warn_unknown_pragmas) {
         report("WWunknown #pragma directive");
     }

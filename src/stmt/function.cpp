@@ -470,6 +470,7 @@ void recycle_function()
     end_function_types();
     arguments.clear();
     function.active = false;
+    in_function_body = false;
     function.symbol = nullptr;
 }
 
@@ -550,6 +551,7 @@ bool function_definition(Symbol *sym, std::uint32_t start_line)
     forget_known_values();
     call_count = 0;
     function.active = true;
+    in_function_body = true;
     function.symbol = sym;
     function.result = ftype->of;
     function.attr = sym->attr;
