@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "decl/declare.h"
+#include "decl/init.h"
 #include "decl/names.h"
 #include "decl/types.h"
 #include "driver/diagnostics.h"
@@ -359,4 +360,5 @@ void declare_reset()
         release(list);
     }
     release_kept_aliases();
+    initializer_reset();
 }

@@ -110,13 +110,13 @@ void emit_line(std::uint32_t line) { write_line(line); }
 
 void emit_asm_text(const char *text, std::size_t n) { write_asm_text(text, n); }
 
-void emit_data_start(const Symbol *s)
+void emit_data_start(const Symbol *s, bool even)
 {
     if (s->sclass == SC_LOCALIZED) {
         write_data_at(s, s->value);
         return;
     }
-    unsigned alignment = data_alignment(s);
+    unsigned alignment = even ? 1 : data_alignment(s);
     if (!s->attr) {
         write_data(alignment, s);
         return;

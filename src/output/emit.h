@@ -16,7 +16,9 @@ void emit_asm_text(const char *text, std::size_t n);
 // The start of an object's storage: REC_DATA_AT for an object at an
 // absolute address, else REC_DATA or REC_DATA_ATTR. The items follow, then
 // emit_data_end().
-void emit_data_start(const Symbol *symbol);
+// `even`: aligned as an int object would be (a local aggregate's image,
+// copied by words), whatever its own type needs.
+void emit_data_start(const Symbol *symbol, bool even = false);
 void emit_space(std::uint32_t n);
 void emit_data_end();
 // Data items between emit_data_start() and emit_data_end(): an integer
