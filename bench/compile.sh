@@ -1,14 +1,23 @@
 #!/usr/bin/env bash
-# Times zpc compiling a generated stress unit of plain C (bench/gen_stress.py:
-# FUNCS functions using every statement kind) against `tcc -c` compiling
-# the same file, and prints both times, the ratio and both peak memories.
-# zpc must compile the unit without a message and zpc-dump must read all
-# of its output, or the script fails.
-# usage: bench/compile.sh [FUNCS] [RUNS]    (defaults: 5000 functions, 7 runs)
+# Times zpc compiling a generated unit against `tcc -c` compiling the same
+# file, and prints both times, the ratio and both peak memories. zpc must
+# compile the unit without a message and zpc-dump must read all of its
+# output, or the script fails. The units:
+#   stress  bench/gen_stress.py: FUNCS functions using every statement kind
+#           (default 5000)
+#   corpus  ../shared/bench/gen_corpus.py: a firmware-style unit of FUNCS
+#           functions with macros, typedefs, structs, bitfields, const
+#           tables and switches (default 1500)
+# usage: bench/compile.sh [stress|corpus] [FUNCS] [RUNS]   (7 runs)
 set -euo pipefail
 cd "$(dirname "$0")/.."
-funcs=${1:-5000}
-runs=${2:-7}
+kind=${1:-stress}
+case "$kind" in
+stress) generator=bench/gen_stress.py; funcs=${2:-5000} ;;
+corpus) generator=../shared/bench/gen_corpus.py; funcs=${2:-1500} ;;
+*) echo "usage: bench/compile.sh [stress|corpus] [FUNCS] [RUNS]"; exit 1 ;;
+esac
+runs=${3:-7}
 
 if ! command -v tcc >/dev/null; then
     if [ "$(id -u)" -eq 0 ] && command -v apt-get >/dev/null; then
@@ -24,7 +33,7 @@ bin=${ZPC_BUILD:-build}
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-python3 bench/gen_stress.py "$funcs" > "$work/unit.c"
+python3 "$generator" "$funcs" > "$work/unit.c"
 
 # The unit must compile cleanly and read back whole.
 if ! "$bin/zpc" -o "$work/unit.o" "$work/unit.c" 2> "$work/messages"; then

@@ -23,6 +23,7 @@ protected:
     {
         if (!output_stream)
             output_stream = std::tmpfile();
+        init_space_names();
         open_text(source);
         while (next_token()->code != TK_END) {
             push_back_token();
@@ -88,6 +89,11 @@ const LayoutCase cases[] = {
     {"b", "struct T { char a; char b; char c; };", "T", "size=4 a@0 b@1 c@2", ""},
     {"k", "const struct T { char a; int b; } x;", "T", "size=4 a@0 b@2", ""},
     {"k", "struct T { char a; int b; };", "T", "size=3 a@0 b@1", ""},
+    {"b", "@packed struct T { char a; int b; };", "T", "size=3 a@0 b@1", ""},
+    // A packed member still starts even: a struct of 2 bytes or more needs it.
+    {"b", "struct T { char a; @packed struct U { char c; int d; } u; int b; };", "T", "size=8 a@0 u@2 b@6", ""},
+    {"b", "struct T { char a; @packed struct U { char c; int d; } u; int b; }; int s = sizeof(struct U);", "U",
+     "size=3 c@0 d@1", ""},
     // Bitfield units, shrinking, -nb and -rb.
     {"", "struct T { int a:3; int b:4; };", "T", "size=1 a@0.0:3/13 b@0.3:4/13", ""},
     {"n", "struct T { int a:3; int b:4; };", "T", "size=2 a@0.0:3/33 b@0.3:4/33", ""},
