@@ -18,19 +18,6 @@ void report_name(const char *message, const Symbol *s)
     report(message, s->name ? s->name->length : 0, s->name ? s->name->chars : "");
 }
 
-// A message at the position recorded in the symbol (its first use).
-void report_at_symbol(const char *message, const Symbol *s)
-{
-    Token *saved = current_token;
-    Token at{};
-    at.code = TK_IDENT;
-    at.line = s->line;
-    at.column = s->column;
-    current_token = &at;
-    report_name(message, s);
-    current_token = saved;
-}
-
 bool is_function(const Symbol *s) { return s->type && s->type->kind == KIND_FUNCTION; }
 
 bool is_unknown_array(const Symbol *s) { return s->type && s->type->kind == KIND_ARRAY && s->type->dim == 0; }
@@ -72,7 +59,8 @@ void finish_unit(bool final)
     for (Symbol *s = ident_list; s; s = s->next) {
         if (!(s->flags & SYM_DECLARED)) {
             if (final)
-                report_at_symbol("%.*s undefined", s);
+                report_at(s->line, s->column, "%.*s undefined", s->name ? s->name->length : 0,
+                          s->name ? s->name->chars : "");
             continue;
         }
         if (storage_pending(s)) {

@@ -260,3 +260,15 @@ void diagnostics_reset()
     last_line = 0;
     last_column = 0;
 }
+
+void report_at(std::uint32_t line, std::uint16_t column, const char *message, ReportArg arg1, ReportArg arg2)
+{
+    Token *saved = current_token;
+    Token at{};
+    at.code = 1;  // any code but 0: the position has a column
+    at.line = line;
+    at.column = column;
+    current_token = &at;
+    report(message, arg1, arg2);
+    current_token = saved;
+}

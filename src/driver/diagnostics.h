@@ -29,6 +29,11 @@ struct ReportArg {
 // When arg1 is zero the message is formatted with arg2 alone.
 void report(const char *message, ReportArg arg1 = ReportArg(), ReportArg arg2 = ReportArg());
 
+// A message at a recorded position (a statement's first token, a name's
+// first use) instead of the current token's; no token length is shown.
+void report_at(std::uint32_t line, std::uint16_t column, const char *message, ReportArg arg1 = ReportArg(),
+               ReportArg arg2 = ReportArg());
+
 // The position part of a message that has no source position, on
 // standard error.
 void report_without_position(const char *file_name, bool is_error);

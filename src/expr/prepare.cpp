@@ -72,18 +72,6 @@ constexpr std::uint32_t SYM_LAID_OUT = 0x40000;
 std::int32_t frame_offset = 0;
 std::int32_t pending_hole = 0;  // 0: none (the hole is always below 0)
 
-void report_at_symbol(const Symbol *s, const char *message)
-{
-    Token *saved = current_token;
-    Token at{};
-    at.code = TK_IDENT;
-    at.line = s->line;
-    at.column = s->column;
-    current_token = &at;
-    report(message, s->name ? s->name->length : 0, s->name ? s->name->chars : "");
-    current_token = saved;
-}
-
 bool is_argument(const Symbol *s) { return s->sclass == SC_ARGUMENT || s->sclass == SC_REGARG; }
 
 void place_auto(Symbol *s)
@@ -118,7 +106,8 @@ void lay_out_locals(Stmt *block)
                          [](const Symbol *a, const Symbol *b) { return a->refs < b->refs; });
     for (Symbol *s : locals) {
         if (!(s->flags & SYM_DECLARED)) {
-            report_at_symbol(s, "%.*s undefined");
+            report_at(s->line, s->column, "%.*s undefined", s->name ? s->name->length : 0,
+                      s->name ? s->name->chars : "");
         } else if (!(s->flags & (SYM_USED | SYM_LAST)) || (s->flags & SYM_INLINE_BUSY)) {
             s->sclass = SC_EXTERN;
         } else if (s->sclass == SC_REGISTER || s->sclass == SC_AUTO) {

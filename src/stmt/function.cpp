@@ -77,19 +77,6 @@ bool is_labelled(const Stmt *s) { return s && (s->flags & (STMT_CASE_LABEL | STM
     return true;
 }
 
-// A message at a statement's first token.
-[[gnu::noinline]] void report_at_statement(const Stmt *s, const char *message)
-{
-    Token *saved = current_token;
-    Token at{};
-    at.code = TK_IDENT;
-    at.line = s->line;
-    at.column = s->column;
-    current_token = &at;
-    report(message);
-    current_token = saved;
-}
-
 bool function_is_inline() { return function.symbol && (function.symbol->attr & ATTR_INLINE); }
 
 // One local declarator, after parse_declarator: the symbol it declares
@@ -314,7 +301,7 @@ Stmt *read_block(Stmt *continue_target, Stmt *break_target, Stmt *block, bool fu
             if (mark_unreachable(stmt)) {
                 bool empty = stmt->kind == STMT_EXPR && !stmt->expr;
                 if (!warned && !empty && check_level != 0) {
-                    report_at_statement(stmt, "W4unreachable code");
+                    report_at(stmt->line, stmt->column, "W4unreachable code");
                     warned = true;
                 }
             } else {

@@ -102,19 +102,6 @@ void set_end(Stmt *s)
     }
 }
 
-// A message at a statement's first token rather than at the current one.
-[[gnu::noinline]] void report_at(const Stmt *s, const char *message)
-{
-    Token *saved = current_token;
-    Token at{};
-    at.code = TK_IDENT;
-    at.line = s->line;
-    at.column = s->column;
-    current_token = &at;
-    report(message);
-    current_token = saved;
-}
-
 [[gnu::noinline]] Symbol *find_label(Name *name)
 {
     Symbol *s = find_symbol(name, label_list, nullptr);
@@ -802,7 +789,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     if (check_level != 0) {
         Stmt *first = s->body->kind == STMT_BLOCK ? s->body->body : s->body;
         if (first && !(first->flags & (STMT_CASE_LABEL | STMT_LABELLED)))
-            report_at(first, "W4unreachable code");
+            report_at(first->line, first->column, "W4unreachable code");
     }
     current_cases = saved;
     last_case = saved_last;

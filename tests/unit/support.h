@@ -82,6 +82,23 @@ inline std::string read_file(const std::string &name)
     return text;
 }
 
+// The texts of the messages in `messages`, one per line, without the
+// "#error zpc FILE:LINE(COLUMN)" part in front of each.
+inline std::string message_texts(const std::string &messages)
+{
+    std::string out;
+    for (std::size_t at = 0; at < messages.size();) {
+        std::size_t end = messages.find('\n', at);
+        std::string line = messages.substr(at, end - at);
+        std::size_t space = line.find(' ', line.find(' ') + 1);
+        out += line.substr(line.find(' ', space + 1) + 1) + "\n";
+        if (end == std::string::npos)
+            break;
+        at = end + 1;
+    }
+    return out;
+}
+
 inline bool file_exists(const std::string &name) { return std::filesystem::exists(name); }
 
 // Every subsystem reset before and after the test, messages caught in a

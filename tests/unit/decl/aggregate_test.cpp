@@ -59,19 +59,6 @@ protected:
     }
 };
 
-// The message texts, positions dropped, one per line.
-std::string texts(const std::string &messages)
-{
-    std::string out;
-    for (std::size_t at = 0; at < messages.size();) {
-        std::size_t end = messages.find('\n', at);
-        std::string line = messages.substr(at, end - at);
-        std::size_t space = line.find(' ', line.find(' ') + 1);
-        out += line.substr(line.find(' ', space + 1) + 1) + "\n";
-        at = end + 1;
-    }
-    return out;
-}
 
 struct LayoutCase {
     const char *options;  // letters of the options set: b, n (-nb), r (-rb), c (-c99), e (-ne), k (-bc), a (-sa)
@@ -152,7 +139,7 @@ TEST_F(AggregateTest, LayoutsAndMessages)
         strict_ansi = std::strchr(c.options, 'a') != nullptr;
         unit(c.source);
         EXPECT_EQ(layout(c.tag), c.expected) << c.options << " " << c.source;
-        EXPECT_EQ(texts(messages()), c.messages) << c.options << " " << c.source;
+        EXPECT_EQ(message_texts(messages()), c.messages) << c.options << " " << c.source;
     }
 }
 
@@ -174,7 +161,7 @@ TEST_F(AggregateTest, LargeAndDeepBodiesEndCleanly)
     for (int i = 0; i < 2000; ++i)
         deep += "} m;\n";
     unit(deep + "int ok;\n");
-    EXPECT_EQ(texts(messages()).substr(0, 29), "expression nested too deeply\n");
+    EXPECT_EQ(message_texts(messages()).substr(0, 29), "expression nested too deeply\n");
     EXPECT_NE(find_symbol(intern_name("ok", 2), ident_list, nullptr), nullptr);
 }
 

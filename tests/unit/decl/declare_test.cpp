@@ -161,21 +161,6 @@ const DeclCase cases[] = {
     {"", "int *[3]; int ok;", "ok", "0 0000 int", "missing name in declaration\n"},
 };
 
-// The text of each message, position dropped.
-std::string texts(const std::string &messages)
-{
-    std::string out;
-    std::size_t at = 0;
-    while (at < messages.size()) {
-        std::size_t end = messages.find('\n', at);
-        std::string line = messages.substr(at, end - at);
-        std::size_t space = line.find(' ', line.find(' ') + 1);  // after "#error zpc"
-        space = line.find(' ', space + 1);                        // after the position
-        out += line.substr(space + 1) + "\n";
-        at = end + 1;
-    }
-    return out;
-}
 
 TEST_F(DeclareTest, DeclaratorsSpecifiersAndRedeclarations)
 {
@@ -185,7 +170,7 @@ TEST_F(DeclareTest, DeclaratorsSpecifiersAndRedeclarations)
         strict_ansi = std::strcmp(c.options, "sa") == 0;
         unit(c.source);
         EXPECT_EQ(symbol(c.name), c.expected) << c.source;
-        EXPECT_EQ(texts(messages()), c.messages) << c.source;
+        EXPECT_EQ(message_texts(messages()), c.messages) << c.source;
     }
 }
 
@@ -283,7 +268,7 @@ TEST_F(DeclareTest, LargeAndDeepDeclarationsEndCleanly)
         fresh();
         unit(shape.source + "int ok;");
         EXPECT_EQ(symbol("ok"), "0 0000 int") << shape.source.substr(0, 40);
-        EXPECT_EQ(texts(messages()), shape.messages) << shape.source.substr(0, 40);
+        EXPECT_EQ(message_texts(messages()), shape.messages) << shape.source.substr(0, 40);
     }
 }
 

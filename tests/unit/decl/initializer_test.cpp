@@ -61,19 +61,6 @@ std::string numbers(const char *format, int n, bool reversed = false, char separ
     return s;
 }
 
-// The message texts, positions dropped, one per line.
-std::string texts(const std::string &messages)
-{
-    std::string out;
-    for (std::size_t at = 0; at < messages.size();) {
-        std::size_t end = messages.find('\n', at);
-        std::string line = messages.substr(at, end - at);
-        std::size_t space = line.find(' ', line.find(' ') + 1);
-        out += line.substr(line.find(' ', space + 1) + 1) + "\n";
-        at = end + 1;
-    }
-    return out;
-}
 
 // A structure type nested 10,000 deep through typedefs, and its name.
 std::string deep_types()
@@ -140,7 +127,7 @@ TEST_F(InitializerTest, HostileInitializersEndCleanly)
         c99_mode = 1;
         unit(shape.source + "int ok = 1;\n");
         std::string what = shape.source.substr(shape.source.size() > 120 ? shape.source.size() - 120 : 0);
-        EXPECT_EQ(texts(messages()), shape.messages) << what;
+        EXPECT_EQ(message_texts(messages()), shape.messages) << what;
         Symbol *ok = symbol("ok");
         EXPECT_TRUE(ok && (ok->flags & SYM_DEFINED)) << what;
         if (shape.name) {
@@ -170,7 +157,7 @@ TEST_F(InitializerTest, ConstElementListsAreSorted)
         fresh();
         c99_mode = 1;
         unit(shape.source);
-        EXPECT_EQ(texts(messages()), "") << shape.source.substr(0, 60);
+        EXPECT_EQ(message_texts(messages()), "") << shape.source.substr(0, 60);
         Symbol *s = symbol("s");
         ASSERT_TRUE(s) << shape.source.substr(0, 60);
         int count = 0;

@@ -62,19 +62,6 @@ std::string repeat(const std::string &piece, int n)
     return s;
 }
 
-// The message texts, positions dropped, one per line.
-std::string texts(const std::string &messages)
-{
-    std::string out;
-    for (std::size_t at = 0; at < messages.size();) {
-        std::size_t end = messages.find('\n', at);
-        std::string line = messages.substr(at, end - at);
-        std::size_t space = line.find(' ', line.find(' ') + 1);
-        out += line.substr(line.find(' ', space + 1) + 1) + "\n";
-        at = end + 1;
-    }
-    return out;
-}
 
 TEST_F(StatementTest, HostileBodiesEndCleanly)
 {
@@ -110,7 +97,7 @@ TEST_F(StatementTest, HostileBodiesEndCleanly)
     for (const Shape &shape : shapes) {
         fresh();
         unit("int g;\nvoid f(void)\n{\n" + shape.body + "}\nint ok;\n");
-        EXPECT_EQ(texts(messages()), shape.messages) << shape.body.substr(0, 30);
+        EXPECT_EQ(message_texts(messages()), shape.messages) << shape.body.substr(0, 30);
         EXPECT_EQ(seen.bodies, 1) << shape.body.substr(0, 30);
         EXPECT_EQ(seen.cases, shape.cases) << shape.body.substr(0, 30);
         EXPECT_TRUE(seen.sorted) << shape.body.substr(0, 30);
