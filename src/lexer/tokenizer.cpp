@@ -281,7 +281,9 @@ const char *token_spelling(std::uint16_t code)
 
 Token *next_token()
 {
-    state.ring_pos = (state.ring_pos + 1) % RING_SIZE;
+    // A wrap rather than a remainder: the ring is not a power of two.
+    if (++state.ring_pos == RING_SIZE)
+        state.ring_pos = 0;
     Token *t = &state.ring[state.ring_pos];
     if (state.pushed > 0) {
         --state.pushed;
@@ -307,7 +309,7 @@ void push_back_token()
         abort_run();
     }
     ++state.pushed;
-    state.ring_pos = (state.ring_pos + RING_SIZE - 1) % RING_SIZE;
+    state.ring_pos = state.ring_pos == 0 ? RING_SIZE - 1 : state.ring_pos - 1;
     state.current = current_token = &state.ring[state.ring_pos];
 }
 
