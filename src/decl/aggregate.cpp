@@ -276,20 +276,14 @@ void parse_struct_body(Type *t, std::uint16_t attr)
                     report("missing member name");
                 }
             }
-            if (next_token()->code != TK_COMMA) {
-                push_back_token();
+            if (!accept(TK_COMMA))
                 break;
-            }
         }
-        if (next_token()->code != TK_SEMICOLON) {
-            push_back_token();
+        if (!accept(TK_SEMICOLON))
             report("missing ; in member definition");
-        }
     }
-    if (next_token()->code != TK_RBRACE) {
-        push_back_token();
+    if (!accept(TK_RBRACE))
         report("missing } in struct/union definition");
-    }
     if (!any && !l.bits_used)
         report("missing member declaration");
     if (l.bits_used)
@@ -338,15 +332,11 @@ void parse_enum_body(Type *t)
         if (next > high)
             high = next;
         next = static_cast<std::int32_t>(static_cast<std::uint32_t>(next) + 1);
-        if (next_token()->code != TK_COMMA) {
-            push_back_token();
+        if (!accept(TK_COMMA))
             break;
-        }
     }
-    if (next_token()->code != TK_RBRACE) {
-        push_back_token();
+    if (!accept(TK_RBRACE))
         report("missing } in enum definition");
-    }
     Type *integer;
     if (no_enum_optimization) {
         integer = &type_int;

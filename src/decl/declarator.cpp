@@ -352,10 +352,8 @@ void parse_parameters(Type *function)
                     p->column = t->column;
                     tail = &p->next;
                 }
-                if (next_token()->code != TK_COMMA) {
-                    push_back_token();
+                if (!accept(TK_COMMA))
                     break;
-                }
             }
         } else {
             bool first = true;
@@ -378,10 +376,8 @@ void parse_parameters(Type *function)
                         p->attr = apply_default_attributes(p->attr, SC_ARGUMENT, 0);
                 }
                 first = false;
-                if (next_token()->code != TK_COMMA) {
-                    push_back_token();
+                if (!accept(TK_COMMA))
                     break;
-                }
                 if (next_token()->code == TK_ELLIPSIS) {
                     variable = true;
                     break;

@@ -219,10 +219,8 @@ void external_declaration()
             add_to_debug_list(sym);
         }
         something_declared = true;
-        if (next_token()->code != TK_COMMA) {
-            push_back_token();
+        if (!accept(TK_COMMA))
             break;
-        }
     }
     resync_code = TK_SEMICOLON;
     expect(TK_SEMICOLON);

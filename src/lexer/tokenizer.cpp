@@ -313,6 +313,14 @@ void push_back_token()
     state.current = current_token = &state.ring[state.ring_pos];
 }
 
+bool accept(std::uint16_t code)
+{
+    if (next_token()->code == code)
+        return true;
+    push_back_token();
+    return false;
+}
+
 Token *expect(std::uint16_t code)
 {
     Token *t = next_token();

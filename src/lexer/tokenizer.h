@@ -17,6 +17,9 @@ Token *next_token();
 // The last token delivered is delivered again; at most three may be pending.
 void push_back_token();
 
+// The next token when it has `code` (true); otherwise nothing is consumed.
+bool accept(std::uint16_t code);
+
 // Set before expect() in some contexts: after a mismatch, tokens are
 // dropped up to this code (TK_SEMICOLON, TK_RBRACE or TK_END); 0 = none.
 extern std::uint8_t resync_code;

@@ -199,15 +199,11 @@ void link_local_extern(Symbol *sym, Symbol *decl_scope_end)
                         report("useless argument list");
                 }
             }
-            if (next_token()->code != TK_COMMA) {
-                push_back_token();
+            if (!accept(TK_COMMA))
                 break;
-            }
         }
-        if (next_token()->code != TK_SEMICOLON) {
-            push_back_token();
+        if (!accept(TK_SEMICOLON))
             report("missing ; in local declaration");
-        }
         if (!something_declared)
             report("incomplete declaration");
     }
@@ -401,13 +397,10 @@ bool old_style_declarations(Type *ftype)
                 s->line = next->line;
                 s->column = next->column;
             }
-            if (next_token()->code != TK_COMMA) {
-                push_back_token();
+            if (!accept(TK_COMMA))
                 break;
-            }
         }
-        if (next_token()->code != TK_SEMICOLON) {
-            push_back_token();
+        if (!accept(TK_SEMICOLON)) {
             report("missing ; in argument declaration");
             break;
         }

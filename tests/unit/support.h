@@ -12,9 +12,11 @@
 
 #include <unistd.h>
 
+#include "decl/declare.h"
 #include "driver/diagnostics.h"
 #include "driver/options.h"
 #include "driver/run.h"
+#include "lexer/tokenizer.h"
 #include "preproc/source.h"
 #include "runtime/options.h"
 
@@ -135,6 +137,18 @@ protected:
     {
         write_file(path, text);
         ASSERT_TRUE(open_source(path.c_str(), false));
+    }
+    // `text` read as a unit of external declarations, functions included;
+    // what they write goes to a scratch output the next reset closes.
+    void read_unit(const std::string &text)
+    {
+        if (!output_stream)
+            output_stream = std::tmpfile();
+        open_text(text);
+        while (next_token()->code != TK_END) {
+            push_back_token();
+            external_declaration();
+        }
     }
     // What was reported so far; messages() also starts a fresh stream.
     std::string messages_so_far() { return read_stream(error_stream); }

@@ -21,14 +21,8 @@ class AggregateTest : public CompilerTest {
 protected:
     void unit(const std::string &source)
     {
-        if (!output_stream)
-            output_stream = std::tmpfile();
         init_space_names();
-        open_text(source);
-        while (next_token()->code != TK_END) {
-            push_back_token();
-            external_declaration();
-        }
+        read_unit(source);
     }
     // "size=N name@offset ..." with bitfields as name@offset.bit:width/kind,
     // or for an enum "enum KIND", KIND the integer type's kind in hex.

@@ -44,18 +44,6 @@ void describe_type(TextBuffer &out, const Type *t)
 
 class DeclareTest : public CompilerTest {
 protected:
-    // Reads `source` as a unit of external declarations (what they write
-    // at once goes to a scratch file the next reset closes).
-    void unit(const std::string &source)
-    {
-        if (!output_stream)
-            output_stream = std::tmpfile();
-        open_text(source);
-        while (next_token()->code != TK_END) {
-            push_back_token();
-            external_declaration();
-        }
-    }
     // "class attr type" of a file-scope name; "none" when it is not there.
     std::string symbol(const char *name)
     {
@@ -168,7 +156,7 @@ TEST_F(DeclareTest, DeclaratorsSpecifiersAndRedeclarations)
         fresh();
         c99_mode = std::strcmp(c.options, "c99") == 0;
         strict_ansi = std::strcmp(c.options, "sa") == 0;
-        unit(c.source);
+        read_unit(c.source);
         EXPECT_EQ(symbol(c.name), c.expected) << c.source;
         EXPECT_EQ(message_texts(messages()), c.messages) << c.source;
     }
@@ -188,7 +176,7 @@ TEST_F(DeclareTest, PragmaAttributeTypesMatch)
     // space is reported, except for a static.
     pragma("buf", &type_int, SPACE_FAR);
     pragma("sbuf", &type_int, SPACE_FAR);
-    unit("int g(char *p, char *q); int h(char *p); int k(); void *v; int arr[2];"
+    read_unit("int g(char *p, char *q); int h(char *p); int k(); void *v; int arr[2];"
          "int buf; static int sbuf @ 0x20; int buf2;");
     EXPECT_EQ(declared("buf")->attr & ATTR_SPACE, SPACE_FAR);
     EXPECT_EQ(declared("sbuf")->attr & ATTR_SPACE, SPACE_TINY);
@@ -220,7 +208,7 @@ TEST_F(DeclareTest, PragmaAttributeTypesMatch)
 
 TEST_F(DeclareTest, DebugListTakesEachSymbolOnce)
 {
-    unit("int a; extern int b; int a; static int c; int f(void); typedef int T;");
+    read_unit("int a; extern int b; int a; static int c; int f(void); typedef int T;");
     std::string names;
     for (Symbol *s = debug_declarations(current_file); s; s = s->debug_next)
         names.append(s->name->chars, s->name->length).append(" ");
@@ -266,7 +254,7 @@ TEST_F(DeclareTest, LargeAndDeepDeclarationsEndCleanly)
     };
     for (const Shape &shape : shapes) {
         fresh();
-        unit(shape.source + "int ok;");
+        read_unit(shape.source + "int ok;");
         EXPECT_EQ(symbol("ok"), "0 0000 int") << shape.source.substr(0, 40);
         EXPECT_EQ(message_texts(messages()), shape.messages) << shape.source.substr(0, 40);
     }

@@ -19,16 +19,7 @@ namespace {
 
 class InitializerTest : public CompilerTest {
 protected:
-    void unit(const std::string &source)
-    {
-        if (!output_stream)
-            output_stream = std::tmpfile();
-        open_text(source);
-        while (next_token()->code != TK_END) {
-            push_back_token();
-            external_declaration();
-        }
-    }
+
     Symbol *symbol(const char *name)
     {
         return find_symbol(intern_name(name, std::strlen(name)), ident_list, nullptr);
@@ -125,7 +116,7 @@ TEST_F(InitializerTest, HostileInitializersEndCleanly)
     for (const Shape &shape : shapes) {
         fresh();
         c99_mode = 1;
-        unit(shape.source + "int ok = 1;\n");
+        read_unit(shape.source + "int ok = 1;\n");
         std::string what = shape.source.substr(shape.source.size() > 120 ? shape.source.size() - 120 : 0);
         EXPECT_EQ(message_texts(messages()), shape.messages) << what;
         Symbol *ok = symbol("ok");
@@ -156,7 +147,7 @@ TEST_F(InitializerTest, ConstElementListsAreSorted)
     for (const Shape &shape : shapes) {
         fresh();
         c99_mode = 1;
-        unit(shape.source);
+        read_unit(shape.source);
         EXPECT_EQ(message_texts(messages()), "") << shape.source.substr(0, 60);
         Symbol *s = symbol("s");
         ASSERT_TRUE(s) << shape.source.substr(0, 60);

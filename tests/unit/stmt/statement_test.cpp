@@ -42,15 +42,9 @@ class StatementTest : public CompilerTest {
 protected:
     void unit(const std::string &source)
     {
-        if (!output_stream)
-            output_stream = std::tmpfile();
         seen = Seen{};
         function_body_hook = look;
-        open_text(source);
-        while (next_token()->code != TK_END) {
-            push_back_token();
-            external_declaration();
-        }
+        read_unit(source);
     }
 };
 
