@@ -279,17 +279,11 @@ const char *token_spelling(std::uint16_t code)
     return nullptr;
 }
 
-Token *next_token()
+namespace {
+
+// The slow half of next_token: a fresh token from replay or the token chain.
+[[gnu::noinline]] Token *fetch_token(Token *t)
 {
-    // A wrap rather than a remainder: the ring is not a power of two.
-    if (++state.ring_pos == RING_SIZE)
-        state.ring_pos = 0;
-    Token *t = &state.ring[state.ring_pos];
-    if (state.pushed > 0) {
-        --state.pushed;
-        state.current = current_token = t;
-        return t;
-    }
     if (state.replaying) {
         replay_next(t);
     } else {
@@ -302,6 +296,24 @@ Token *next_token()
     return t;
 }
 
+}  // namespace
+
+Token *next_token()
+{
+    // A wrap rather than a remainder: the ring is not a power of two.
+    int pos = state.ring_pos + 1;
+    if (pos == RING_SIZE)
+        pos = 0;
+    state.ring_pos = pos;
+    Token *t = &state.ring[pos];
+    if (state.pushed > 0) {
+        --state.pushed;
+        state.current = current_token = t;
+        return t;
+    }
+    return fetch_token(t);
+}
+
 void push_back_token()
 {
     if (state.pushed >= RING_SIZE) {
@@ -309,8 +321,9 @@ void push_back_token()
         abort_run();
     }
     ++state.pushed;
-    state.ring_pos = state.ring_pos == 0 ? RING_SIZE - 1 : state.ring_pos - 1;
-    state.current = current_token = &state.ring[state.ring_pos];
+    int pos = state.ring_pos == 0 ? RING_SIZE - 1 : state.ring_pos - 1;
+    state.ring_pos = pos;
+    state.current = current_token = &state.ring[pos];
 }
 
 bool accept(std::uint16_t code)

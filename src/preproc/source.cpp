@@ -1,5 +1,6 @@
 #include "preproc/source.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
@@ -42,15 +43,42 @@ void free_scratch() { free_text_chain(&scratch_blocks); }
 constexpr std::size_t JOINED_PATH_MAX = 510;
 constexpr int SOURCE_BUFFER_SIZE = 512;
 
+// Each open source is read through a block of its own: lines are cut out
+// of it with memchr rather than a character at a time.
+struct ReadBuffer {
+    std::size_t pos;
+    std::size_t end;
+    bool at_end;
+    char data[16384];
+};
+
 struct IncludeFrame {
     IncludeFrame *link;
     SourceFile *file;
     std::FILE *stream;
+    ReadBuffer *buffer;
 };
 
 SourceFile **file_list_end = &file_list;
 IncludeFrame *include_stack = nullptr;
 std::FILE *current_stream = nullptr;
+ReadBuffer *current_buffer = nullptr;
+
+ReadBuffer *new_read_buffer()
+{
+    ReadBuffer *b = static_cast<ReadBuffer *>(allocate(sizeof(ReadBuffer)));
+    b->pos = b->end = 0;
+    b->at_end = false;
+    return b;
+}
+
+void close_current_stream()
+{
+    std::fclose(current_stream);
+    current_stream = nullptr;
+    release(current_buffer);
+    current_buffer = nullptr;
+}
 
 // The output file as the system names it, kept for the interrupt handler,
 // which must not format or allocate. Empty when zpc created no file.
@@ -298,6 +326,7 @@ bool open_source(const char *name, bool search)
         IncludeFrame *frame = static_cast<IncludeFrame *>(allocate(sizeof(IncludeFrame), include_stack));
         frame->file = current_file;
         frame->stream = current_stream;
+        frame->buffer = current_buffer;
         include_stack = frame;
     }
     if (make_dependencies)
@@ -314,6 +343,7 @@ bool open_source(const char *name, bool search)
     file_list_end = &file->next;
     current_file = file;
     current_stream = stream;
+    current_buffer = new_read_buffer();
     return true;
 }
 
@@ -323,28 +353,54 @@ const LineStarts &line_start_table() { return line_starts; }
 
 namespace {
 
+// Refills the buffer; false at the end of the file.
+bool refill(std::FILE *stream, ReadBuffer *b)
+{
+    if (b->at_end)
+        return false;
+    b->pos = 0;
+    b->end = std::fread(b->data, 1, sizeof b->data, stream);
+    if (b->end == 0)
+        b->at_end = true;
+    return b->end > 0;
+}
+
 // Reads one physical line of at most `max` characters into `out`, as a
 // text-mode read does: "\r\n" counts as a newline, which is kept. Returns
 // the number of characters stored, or -1 at the end of the file.
-long read_physical_line(std::FILE *stream, char *out, std::size_t max)
+long read_physical_line(std::FILE *stream, ReadBuffer *b, char *out, std::size_t max)
 {
     std::size_t n = 0;
-    int c = 0;
-    while (n < max && (c = getc_unlocked(stream)) != EOF) {
-        if (c == '\r') {
-            int next = getc_unlocked(stream);
-            if (next == '\n')
-                c = '\n';
-            else if (next != EOF)
-                ungetc(next, stream);
-        }
+    while (n < max) {
+        if (b->pos == b->end && !refill(stream, b))
+            return n == 0 ? -1 : static_cast<long>(n);
+        const char *from = b->data + b->pos;
+        std::size_t room = std::min(b->end - b->pos, max - n);
+        const char *newline = static_cast<const char *>(std::memchr(from, '\n', room));
+        std::size_t take = newline ? static_cast<std::size_t>(newline - from) + 1 : room;
+        const char *cr = static_cast<const char *>(std::memchr(from, '\r', take));
+        if (cr)
+            take = static_cast<std::size_t>(cr - from);
+        char *to = out + n;
+        std::memcpy(to, from, take);
         // A NUL would end the logical line early; it reads as a blank.
-        out[n++] = c ? static_cast<char>(c) : ' ';
-        if (c == '\n')
+        for (char *z = to; (z = static_cast<char *>(std::memchr(z, 0, static_cast<std::size_t>(to + take - z))));)
+            *z++ = ' ';
+        n += take;
+        b->pos += take;
+        if (cr) {
+            // The carriage return, and a newline right after it, make one newline.
+            ++b->pos;
+            if ((b->pos < b->end || refill(stream, b)) && b->data[b->pos] == '\n') {
+                ++b->pos;
+                out[n++] = '\n';
+                return static_cast<long>(n);
+            }
+            out[n++] = '\r';
+        } else if (newline) {
             return static_cast<long>(n);
+        }
     }
-    if (n == 0 && c == EOF)
-        return -1;
     return static_cast<long>(n);
 }
 
@@ -352,8 +408,7 @@ long read_physical_line(std::FILE *stream, char *out, std::size_t max)
 // the main source has ended.
 bool end_current_file()
 {
-    std::fclose(current_stream);
-    current_stream = nullptr;
+    close_current_stream();
     if (comment_open) {
         report("unclosed comment at end of file");
         comment_open = false;
@@ -363,6 +418,7 @@ bool end_current_file()
     IncludeFrame *frame = include_stack;
     current_file = frame->file;
     current_stream = frame->stream;
+    current_buffer = frame->buffer;
     include_stack = static_cast<IncludeFrame *>(release(frame, frame->link));
     return true;
 }
@@ -417,7 +473,7 @@ char *read_logical_line(bool continuation)
         if (max == 0) {
             too_long = true;
         } else {
-            n = read_physical_line(current_stream, line_buffer + end, max);
+            n = read_physical_line(current_stream, current_buffer, line_buffer + end, max);
             if (n < 0) {
                 if (end_current_file())
                     continue;
@@ -482,11 +538,11 @@ const char *current_file_name()
 void source_reset()
 {
     if (current_stream)
-        std::fclose(current_stream);
-    current_stream = nullptr;
+        close_current_stream();
     while (include_stack) {
         if (include_stack->stream)
             std::fclose(include_stack->stream);
+        release(include_stack->buffer);
         include_stack = static_cast<IncludeFrame *>(release(include_stack, include_stack->link));
     }
     while (file_list) {

@@ -2,6 +2,7 @@
 // called directly; and the line reader's limits on long lines.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -264,6 +265,40 @@ TEST_F(LineReaderTest, ContinuationReadsNearTheEndOfTheBuffer)
             all.erase(at, 21);
         EXPECT_EQ(all.find("line too long") != std::string::npos, k >= 20474) << k << all;
     }
+}
+
+// The reader takes the file in blocks: carriage returns, NULs and line
+// ends are put at every offset around the first block boundaries, and the
+// lines must come out as a character-at-a-time text-mode read gives them.
+TEST_F(LineReaderTest, LineEndsAcrossReadBlocks)
+{
+    const std::string tails[] = {"\r\n", "\r", "\n", std::string("\0\n", 2), "\r\r\n", std::string("x\r\0\r\n", 5)};
+    for (std::size_t block : {16384u, 32768u})
+        for (const std::string &tail : tails)
+            for (std::size_t k = block - 4; k <= block + 2; ++k) {
+                TearDown();
+                SetUp();
+                // Short lines up to the offset, so that no line is too long.
+                std::string file;
+                while (file.size() + 100 < k)
+                    file += std::string(79, 'b') + "\n";
+                file += std::string(k - file.size(), 'b') + tail + "c\r\nd\n";
+                open_text(file);
+                // The reference: "\r\n" is a newline, NUL a blank, lines end at '\n'.
+                std::string want;
+                for (std::size_t i = 0; i < file.size(); ++i) {
+                    if (file[i] == '\r' && i + 1 < file.size() && file[i + 1] == '\n')
+                        continue;
+                    want += file[i] ? file[i] : ' ';
+                }
+                std::string got;
+                for (std::string line; (line = next_line()) != "(end)";)
+                    got += line;
+                EXPECT_TRUE(got == want) << "block " << block << " offset " << k << " tail " << tail.size()
+                                         << ": first difference at "
+                                         << std::mismatch(got.begin(), got.end(), want.begin(), want.end()).first - got.begin();
+                EXPECT_EQ(messages(), "");
+            }
 }
 
 TEST_F(LineReaderTest, CarriageReturnNewlineEndsALine)
