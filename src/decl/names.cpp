@@ -107,14 +107,35 @@ void **trie_find(const Trie *trie, const char *chars, std::size_t length)
 
 void trie_reset(Trie *trie) { trie->root = nullptr; }
 
+namespace {
+
+// The names met lately, by a hash of their characters: a name that is in
+// its slot is found without walking the trie.
+constexpr std::size_t RECENT_SLOTS = 4096;
+Name *recent_names[RECENT_SLOTS];
+
+std::size_t recent_slot(const char *chars, std::size_t length)
+{
+    std::uint32_t h = 2166136261u;
+    for (std::size_t i = 0; i < length; ++i)
+        h = (h ^ static_cast<unsigned char>(chars[i])) * 16777619u;
+    return (h ^ (h >> 15)) % RECENT_SLOTS;
+}
+
+}  // namespace
+
 Name *intern_name(const char *chars, std::size_t length)
 {
     if (length > 255)
         length = 255;
+    Name **recent = &recent_names[recent_slot(chars, length)];
+    if (Name *name = *recent; name && name->length == length && !std::memcmp(name->chars, chars, length))
+        return name;
     void **slot = trie_insert(&names, chars, length);
     if (!*slot)
         *slot = new_name(chars, length);
-    return static_cast<Name *>(*slot);
+    *recent = static_cast<Name *>(*slot);
+    return *recent;
 }
 
 // The nodes of every trie go at once: only the end of a run ends them.
@@ -126,4 +147,6 @@ void names_reset()
         name_blocks = static_cast<NameBlock *>(release(name_blocks, name_blocks->next));
     trie_reset(&names);
     used_in_block = NODES_PER_BLOCK;
+    for (Name *&name : recent_names)
+        name = nullptr;
 }

@@ -20,9 +20,24 @@ struct PpBlock {
 PpBlock *pp_blocks = nullptr;
 PpToken *pp_free = nullptr;
 
-bool is_ident_start(unsigned char c) { return c == '_' || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z'); }
-bool is_digit(unsigned char c) { return c >= '0' && c <= '9'; }
-bool is_ident_char(unsigned char c) { return is_ident_start(c) || is_digit(c); }
+// Character classes, one table lookup each.
+enum : std::uint8_t { CLASS_IDENT_START = 1, CLASS_DIGIT = 2, CLASS_IDENT = CLASS_IDENT_START | CLASS_DIGIT };
+struct CharClasses {
+    std::uint8_t of[256] = {};
+    constexpr CharClasses()
+    {
+        for (int c = 'a'; c <= 'z'; ++c)
+            of[c] = of[c - 'a' + 'A'] = CLASS_IDENT_START;
+        of['_'] = CLASS_IDENT_START;
+        for (int c = '0'; c <= '9'; ++c)
+            of[c] = CLASS_DIGIT;
+    }
+};
+constexpr CharClasses char_classes;
+
+bool is_ident_start(unsigned char c) { return char_classes.of[c] & CLASS_IDENT_START; }
+bool is_digit(unsigned char c) { return char_classes.of[c] & CLASS_DIGIT; }
+bool is_ident_char(unsigned char c) { return char_classes.of[c] & CLASS_IDENT; }
 bool is_octal(unsigned char c) { return c >= '0' && c <= '7'; }
 bool is_hex(unsigned char c) { return is_digit(c) || ((c | 0x20) >= 'a' && (c | 0x20) <= 'f'); }
 bool is_blank(unsigned char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
@@ -135,6 +150,10 @@ char *skip_white(char *p, bool directive_line)
             continue;
         }
         unsigned char c = static_cast<unsigned char>(*p);
+        if (c == ' ' || c == '\t') {
+            ++p;
+            continue;
+        }
         if (c == '/' && p[1] == '*') {
             comment_open = true;
             p += 2;

@@ -23,12 +23,9 @@ std::uint8_t resync_code = 0;
 
 namespace {
 
-constexpr int RING_SIZE = 3;
+constexpr int RING_SIZE = TokenRing::SIZE;
 
 struct TokenizerState {
-    Token ring[RING_SIZE];
-    int ring_pos;     // the slot of the current token
-    int pushed;       // tokens pushed back, 0..3
     Token *current;
     PpToken *line_list;  // the list being served, recycled when done
     PpToken *cursor;     // its next token
@@ -40,6 +37,7 @@ struct TokenizerState {
 
 TokenizerState state;
 TokenizerState saved;
+TokenRing saved_ring;
 // A current token without a code: messages take the reader's line.
 Token line_position{};
 bool redirected = false;
@@ -279,10 +277,10 @@ const char *token_spelling(std::uint16_t code)
     return nullptr;
 }
 
-namespace {
+TokenRing token_ring;
 
 // The slow half of next_token: a fresh token from replay or the token chain.
-[[gnu::noinline]] Token *fetch_token(Token *t)
+Token *fetch_token(Token *t)
 {
     if (state.replaying) {
         replay_next(t);
@@ -296,34 +294,10 @@ namespace {
     return t;
 }
 
-}  // namespace
-
-Token *next_token()
+void token_overflow()
 {
-    // A wrap rather than a remainder: the ring is not a power of two.
-    int pos = state.ring_pos + 1;
-    if (pos == RING_SIZE)
-        pos = 0;
-    state.ring_pos = pos;
-    Token *t = &state.ring[pos];
-    if (state.pushed > 0) {
-        --state.pushed;
-        state.current = current_token = t;
-        return t;
-    }
-    return fetch_token(t);
-}
-
-void push_back_token()
-{
-    if (state.pushed >= RING_SIZE) {
-        report("token overflow");
-        abort_run();
-    }
-    ++state.pushed;
-    int pos = state.ring_pos == 0 ? RING_SIZE - 1 : state.ring_pos - 1;
-    state.ring_pos = pos;
-    state.current = current_token = &state.ring[pos];
+    report("token overflow");
+    abort_run();
 }
 
 bool accept(std::uint16_t code)
@@ -381,25 +355,28 @@ std::uint16_t redirect_tokens(PpToken *list)
         saved = state;
         saved.resync = resync_code;
         saved.current = current_token;
+        saved_ring = token_ring;
         state = TokenizerState{};
+        token_ring = TokenRing{};
         state.cursor = list;
         // Until the list's first token, messages stand at the token before,
         // whose entry is kept in the saved ring meanwhile.
         auto at = reinterpret_cast<std::uintptr_t>(current_token);
-        auto base = reinterpret_cast<std::uintptr_t>(state.ring);
-        if (at >= base && at < base + sizeof state.ring)
-            current_token = &saved.ring[(at - base) / sizeof(Token)];
+        auto base = reinterpret_cast<std::uintptr_t>(token_ring.slot);
+        if (at >= base && at < base + sizeof token_ring.slot)
+            current_token = &saved_ring.slot[(at - base) / sizeof(Token)];
         state.current = current_token;
         redirected = true;
         resync_code = 0;
         return 0;
     }
     std::uint16_t next;
-    if (state.pushed > 0)
-        next = state.ring[(state.ring_pos + 1) % RING_SIZE].code;
+    if (token_ring.pushed > 0)
+        next = token_ring.slot[(token_ring.pos + 1) % RING_SIZE].code;
     else
         next = state.cursor ? state.cursor->kind : static_cast<std::uint16_t>(TK_END);
     state = saved;
+    token_ring = saved_ring;
     resync_code = state.resync;
     current_token = saved.current;
     redirected = false;
@@ -451,6 +428,7 @@ void tokenizer_reset()
     free_recording(stop_recording());
     state = TokenizerState{};
     saved = TokenizerState{};
+    token_ring = saved_ring = TokenRing{};
     redirected = false;
     resync_code = 0;
     state.current = current_token = nullptr;

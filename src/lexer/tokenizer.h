@@ -13,9 +13,46 @@ extern const char *const keyword_table[32];
 // The spelling of a keyword or punctuator code; null for other codes.
 const char *token_spelling(std::uint16_t code);
 
-Token *next_token();
+// The last tokens delivered, kept for push-back. The parser looks ahead
+// all the time, so taking and giving back a token are inline.
+struct TokenRing {
+    static constexpr int SIZE = 3;
+    Token slot[SIZE];
+    int pos;     // the slot of the current token
+    int pushed;  // tokens pushed back, 0..SIZE
+};
+extern TokenRing token_ring;
+// A new token into slot t (from replay or the source), made current.
+Token *fetch_token(Token *t);
+// "token overflow": more push-backs than the ring holds.
+[[noreturn]] void token_overflow();
+
+inline Token *next_token()
+{
+    // A wrap rather than a remainder: the ring is not a power of two.
+    int pos = token_ring.pos + 1;
+    if (pos == TokenRing::SIZE)
+        pos = 0;
+    token_ring.pos = pos;
+    Token *t = &token_ring.slot[pos];
+    if (token_ring.pushed > 0) {
+        --token_ring.pushed;
+        current_token = t;
+        return t;
+    }
+    return fetch_token(t);
+}
+
 // The last token delivered is delivered again; at most three may be pending.
-void push_back_token();
+inline void push_back_token()
+{
+    if (token_ring.pushed >= TokenRing::SIZE)
+        token_overflow();
+    ++token_ring.pushed;
+    int pos = token_ring.pos == 0 ? TokenRing::SIZE - 1 : token_ring.pos - 1;
+    token_ring.pos = pos;
+    current_token = &token_ring.slot[pos];
+}
 
 // The next token when it has `code` (true); otherwise nothing is consumed.
 bool accept(std::uint16_t code);

@@ -803,7 +803,7 @@ void step_list(std::size_t index)
             whole = false;
             break;
         }
-        if (t->kind != TK_IDENT || t->no_expand) {
+        if (t->kind != TK_IDENT || t->no_expand || !may_be_macro(t)) {
             f->prev = t;
             continue;
         }

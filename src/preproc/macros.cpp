@@ -15,6 +15,41 @@ namespace {
 
 Trie macro_table;
 
+// A filter in front of the table: one bit per hash of a name's first and
+// last characters and length, set for every name ever defined and for the
+// built-in names. A clear bit means the name is certainly not a macro, so
+// most identifiers never walk the table. Bits stay set after #undef.
+constexpr unsigned FILTER_BITS = 4096;
+std::uint64_t name_filter[FILTER_BITS / 64];
+
+unsigned filter_bit(const char *text, std::size_t length)
+{
+    auto first = static_cast<unsigned char>(text[0]);
+    auto last = static_cast<unsigned char>(text[length - 1]);
+    return (first * 31u + last * 7u + static_cast<unsigned>(length)) % FILTER_BITS;
+}
+
+void add_to_filter(const char *text, std::size_t length)
+{
+    unsigned bit = filter_bit(text, length);
+    name_filter[bit / 64] |= std::uint64_t{1} << (bit % 64);
+}
+
+const char *const builtin_names[] = {"defined",  "__DATE__", "__TIME__", "__FILE__", "__LINE__",        "__STDC__",
+                                     "__ZPKW__", "__TRGT__", "__CC99__", "_Pragma",  "__STDC_HOSTED__", "__STDC_VERSION__"};
+
+void reset_filter()
+{
+    for (std::uint64_t &word : name_filter)
+        word = 0;
+    for (const char *name : builtin_names)
+        add_to_filter(name, std::strlen(name));
+}
+
+struct FilterStart {
+    FilterStart() { reset_filter(); }
+} filter_start;
+
 bool spelled(const PpToken *t, const char *word)
 {
     std::size_t n = std::strlen(word);
@@ -182,6 +217,14 @@ bool has_white(const PpToken *t) { return t->ws_len != 0; }
 
 }  // namespace
 
+bool may_be_macro(const PpToken *name)
+{
+    if (name->len == 0)
+        return false;
+    unsigned bit = filter_bit(name->text, name->len);
+    return (name_filter[bit / 64] >> (bit % 64)) & 1;
+}
+
 Macro *lookup_macro(const PpToken *name)
 {
     void **slot = trie_find(&macro_table, name->text, name->len);
@@ -216,6 +259,7 @@ Macro *define_macro(PpToken *name_token)
     if (!m)
         return nullptr;
     *trie_insert(&macro_table, name_token->text, name_token->len) = m;
+    add_to_filter(name_token->text, name_token->len);
     m->link = macro_list;
     macro_list = m;
     return m;
@@ -346,4 +390,5 @@ void macros_reset()
         macro_list = next;
     }
     trie_reset(&macro_table);
+    reset_filter();
 }

@@ -38,6 +38,9 @@ enum BuiltinCode {
 extern Macro *macro_list;
 
 Macro *lookup_macro(const PpToken *name);
+// False when `name` is certainly neither a macro nor a built-in name; true
+// when it may be one (ask lookup_macro and builtin_code).
+bool may_be_macro(const PpToken *name);
 int builtin_code(const PpToken *name);
 // Parses the rest of a #define line after the name and stores the macro.
 Macro *define_macro(PpToken *name_token);
