@@ -205,8 +205,9 @@ void convert_integer(Token *token, const PpToken *pp, const char *p, int base)
 bool contains_any(const char *p, std::size_t n, const char *set)
 {
     for (std::size_t i = 0; i < n; ++i)
-        if (std::strchr(set, p[i]))
-            return true;
+        for (const char *q = set; *q; ++q)
+            if (*q == p[i])
+                return true;
     return false;
 }
 

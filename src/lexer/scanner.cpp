@@ -262,7 +262,8 @@ PpToken *scan_line(char *text)
     // Positions come from the line start table when the text is the logical
     // line just read; text made up elsewhere counts from its own start.
     const LineStarts &starts = line_start_table();
-    bool mapped = starts.count > 0 && text == current_logical_line();
+    // A line of one physical line counts from its own start as well.
+    bool mapped = starts.count > 1 && text == current_logical_line();
     std::int32_t last_line = current_line();
     int physical = 0;
 

@@ -10,29 +10,16 @@
 #include "runtime/textbuf.h"
 
 Macro *macro_list = nullptr;
+std::uint64_t macro_name_filter[MACRO_FILTER_BITS / 64];
 
 namespace {
 
 Trie macro_table;
 
-// A filter in front of the table: one bit per hash of a name's first and
-// last characters and length, set for every name ever defined and for the
-// built-in names. A clear bit means the name is certainly not a macro, so
-// most identifiers never walk the table. Bits stay set after #undef.
-constexpr unsigned FILTER_BITS = 4096;
-std::uint64_t name_filter[FILTER_BITS / 64];
-
-unsigned filter_bit(const char *text, std::size_t length)
-{
-    auto first = static_cast<unsigned char>(text[0]);
-    auto last = static_cast<unsigned char>(text[length - 1]);
-    return (first * 31u + last * 7u + static_cast<unsigned>(length)) % FILTER_BITS;
-}
-
 void add_to_filter(const char *text, std::size_t length)
 {
-    unsigned bit = filter_bit(text, length);
-    name_filter[bit / 64] |= std::uint64_t{1} << (bit % 64);
+    unsigned bit = macro_filter_bit(text, length);
+    macro_name_filter[bit / 64] |= std::uint64_t{1} << (bit % 64);
 }
 
 const char *const builtin_names[] = {"defined",  "__DATE__", "__TIME__", "__FILE__", "__LINE__",        "__STDC__",
@@ -40,7 +27,7 @@ const char *const builtin_names[] = {"defined",  "__DATE__", "__TIME__", "__FILE
 
 void reset_filter()
 {
-    for (std::uint64_t &word : name_filter)
+    for (std::uint64_t &word : macro_name_filter)
         word = 0;
     for (const char *name : builtin_names)
         add_to_filter(name, std::strlen(name));
@@ -216,14 +203,6 @@ Macro *parse_definition(PpToken *name)
 bool has_white(const PpToken *t) { return t->ws_len != 0; }
 
 }  // namespace
-
-bool may_be_macro(const PpToken *name)
-{
-    if (name->len == 0)
-        return false;
-    unsigned bit = filter_bit(name->text, name->len);
-    return (name_filter[bit / 64] >> (bit % 64)) & 1;
-}
 
 Macro *lookup_macro(const PpToken *name)
 {

@@ -1,6 +1,7 @@
 // The macro table: #define, #undef, -d, the built-in names, and macro
 // expansion of token lists.
 #pragma once
+#include <cstddef>
 #include <cstdint>
 
 #include "lexer/pptoken.h"
@@ -38,9 +39,29 @@ enum BuiltinCode {
 extern Macro *macro_list;
 
 Macro *lookup_macro(const PpToken *name);
+// A filter in front of the table: one bit per hash of a name's first and
+// last characters and length, set for every name ever defined and for the
+// built-in names. A clear bit means the name is certainly not a macro, so
+// most identifiers never walk the table. Bits stay set after #undef.
+constexpr unsigned MACRO_FILTER_BITS = 4096;
+extern std::uint64_t macro_name_filter[MACRO_FILTER_BITS / 64];
+
+inline unsigned macro_filter_bit(const char *text, std::size_t length)
+{
+    auto first = static_cast<unsigned char>(text[0]);
+    auto last = static_cast<unsigned char>(text[length - 1]);
+    return (first * 31u + last * 7u + static_cast<unsigned>(length)) % MACRO_FILTER_BITS;
+}
+
 // False when `name` is certainly neither a macro nor a built-in name; true
 // when it may be one (ask lookup_macro and builtin_code).
-bool may_be_macro(const PpToken *name);
+inline bool may_be_macro(const PpToken *name)
+{
+    if (name->len == 0)
+        return false;
+    unsigned bit = macro_filter_bit(name->text, name->len);
+    return (macro_name_filter[bit / 64] >> (bit % 64)) & 1;
+}
 int builtin_code(const PpToken *name);
 // Parses the rest of a #define line after the name and stores the macro.
 Macro *define_macro(PpToken *name_token);

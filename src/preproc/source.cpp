@@ -178,6 +178,8 @@ bool open_outputs(const char *input, bool output_required)
         }
         outputs_pending = true;
         output_stream = pending_output.stream;
+        // The intermediate file runs to megabytes: fewer, larger writes.
+        std::setvbuf(output_stream, nullptr, _IOFBF, 65536);
         return true;
     }
     if (!preprocess_only && output_required) {
