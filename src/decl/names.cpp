@@ -27,7 +27,7 @@ std::size_t used_in_block = NODES_PER_BLOCK;
 struct NameBlock {
     NameBlock *next;
     std::size_t used;
-    char bytes[16384 - 2 * sizeof(void *)];
+    alignas(Name) char bytes[16384 - 2 * sizeof(void *)];
 };
 NameBlock *name_blocks = nullptr;
 
@@ -44,15 +44,23 @@ TrieNode *new_node(signed char c, TrieNode *sibling)
     return node;
 }
 
+// A name's bytes in its block: the record with its characters and the
+// `declared` byte, rounded up so that the next one is aligned.
+std::size_t name_size(std::size_t length)
+{
+    return (offsetof(Name, chars) + length + 1 + alignof(Name) - 1) & ~(alignof(Name) - 1);
+}
+
 Name *new_name(const char *chars, std::size_t length)
 {
-    std::size_t size = length + 2;
+    std::size_t size = name_size(length);
     if (!name_blocks || name_blocks->used + size > sizeof(NameBlock::bytes)) {
         name_blocks = static_cast<NameBlock *>(allocate(sizeof(NameBlock), name_blocks));
         name_blocks->used = 0;
     }
     Name *name = reinterpret_cast<Name *>(name_blocks->bytes + name_blocks->used);
     name_blocks->used += size;
+    name->newest = nullptr;
     name->length = static_cast<std::uint8_t>(length);
     std::memcpy(name->chars, chars, length);
     name->chars[length] = 0;
@@ -136,6 +144,16 @@ Name *intern_name(const char *chars, std::size_t length)
         *slot = new_name(chars, length);
     *recent = static_cast<Name *>(*slot);
     return *recent;
+}
+
+void forget_name_symbols()
+{
+    for (NameBlock *b = name_blocks; b; b = b->next)
+        for (std::size_t at = 0; at < b->used;) {
+            Name *name = reinterpret_cast<Name *>(b->bytes + at);
+            name->newest = nullptr;
+            at += name_size(name->length);
+        }
 }
 
 // The nodes of every trie go at once: only the end of a run ends them.

@@ -4,7 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 
+struct Symbol;
 struct Name {
+    // The newest symbol of this name among the identifiers in scope; older
+    // ones follow through Symbol::shadowed (kept by the symbol table).
+    Symbol *newest;
     std::uint8_t length;  // at most 255 characters
     char chars[1];        // `length` characters, then the `declared` byte
 };
@@ -29,3 +33,5 @@ void trie_reset(Trie *trie);
 Name *intern_name(const char *chars, std::size_t length);
 
 void names_reset();
+// Clears every name's `newest` symbol (the symbol table starts over).
+void forget_name_symbols();

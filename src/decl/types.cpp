@@ -1,7 +1,6 @@
 #include "decl/types.h"
 
 #include <cstring>
-#include <unordered_map>
 
 #include "driver/diagnostics.h"
 #include "driver/options.h"
@@ -37,9 +36,8 @@ Symbol *ident_list = nullptr, *ident_scope = nullptr;
 
 namespace {
 
-// For every name in ident_list its newest symbol there; older ones follow
-// through `shadowed`. The depth of the innermost open scope.
-std::unordered_map<const Name *, Symbol *> ident_chains;
+// Every name in ident_list holds its newest symbol there (Name::newest);
+// older ones follow through `shadowed`. The depth of the innermost open scope.
 std::uint16_t scope_level = 0;
 
 void chain_symbol(Symbol *s)
@@ -47,26 +45,20 @@ void chain_symbol(Symbol *s)
     s->scope_level = scope_level;
     if (!s->name)
         return;
-    Symbol *&head = ident_chains[s->name];
-    s->shadowed = head;
-    head = s;
+    s->shadowed = s->name->newest;
+    s->name->newest = s;
 }
 
 void unchain_symbol(Symbol *s)
 {
     if (!s->name)
         return;
-    auto found = ident_chains.find(s->name);
-    if (found == ident_chains.end())
-        return;
-    for (Symbol **link = &found->second; *link; link = &(*link)->shadowed) {
+    for (Symbol **link = &s->name->newest; *link; link = &(*link)->shadowed) {
         if (*link == s) {
             *link = s->shadowed;
             break;
         }
     }
-    if (!found->second)
-        ident_chains.erase(found);
     s->shadowed = nullptr;
 }
 
@@ -209,7 +201,7 @@ void types_reset()
     pool_reset(&symbol_pool);
     types_recycled = false;
     ident_list = ident_scope = nullptr;
-    ident_chains.clear();
+    forget_name_symbols();
     scope_level = 0;
     tag_list = tag_scope = nullptr;
     label_list = nullptr;
@@ -267,8 +259,7 @@ Symbol *find_symbol(const Name *name, Symbol *from, const Symbol *to)
     if (!name || !name->chars[name->length])
         return nullptr;
     if (from && from == ident_list && (!to || to == ident_scope)) {
-        auto found = ident_chains.find(name);
-        Symbol *s = found == ident_chains.end() ? nullptr : found->second;
+        Symbol *s = name->newest;
         while (s && (s->flags & SYM_HIDDEN))
             s = s->shadowed;
         // The symbols before ident_scope are exactly those of the
