@@ -12,7 +12,7 @@ void *allocate(std::size_t size, void *first_word = nullptr);
 // freed block's successor in one statement.
 void *release(void *block, void *value = nullptr);
 // Grows or shrinks a block from allocate(); fatal when memory runs out.
-void *reallocate(void *block, std::size_t size);
+[[gnu::returns_nonnull, gnu::alloc_size(2)]] void *reallocate(void *block, std::size_t size);
 
 // A copy of text[0..length) with a NUL, in a block chained on *chain; the
 // whole chain is freed at once by free_text_chain().

@@ -18,7 +18,7 @@ struct TextBuffer {
 
     void append(const char *text, std::size_t n)
     {
-        if (length + n + 1 > capacity) {
+        if (!data || length + n + 1 > capacity) {
             std::size_t grown = capacity ? capacity * 2 : 128;
             while (grown < length + n + 1)
                 grown *= 2;
