@@ -145,6 +145,20 @@ struct Call {
 
 enum CollectResult { COLLECT_OK, COLLECT_NOT_A_CALL, COLLECT_STOP };
 
+// Room for a few items on the stack, or a block when more are needed.
+template <typename T, std::size_t N> struct SmallArray {
+    T local[N];
+    T *items;
+    explicit SmallArray(std::size_t n) : items(n <= N ? local : static_cast<T *>(allocate(sizeof(T) * n))) {}
+    SmallArray(const SmallArray &) = delete;
+    SmallArray &operator=(const SmallArray &) = delete;
+    ~SmallArray()
+    {
+        if (items != local)
+            release(items);
+    }
+};
+
 // Collects the arguments after t's '('. On success the call's tokens are
 // unlinked from the line: the arguments become chains of their own and the
 // punctuation is freed.
@@ -154,7 +168,8 @@ CollectResult collect_arguments(Macro *m, PpToken *t, Call *call)
     int n = m->nparams > 0 ? m->nparams : 0;
     PpToken *p = lparen->next;
     // First and last token of each argument; null for an empty one.
-    PpToken **first = static_cast<PpToken **>(allocate(sizeof(PpToken *) * static_cast<std::size_t>(2 * n + 2)));
+    SmallArray<PpToken *, 34> ends(static_cast<std::size_t>(2 * n + 2));
+    PpToken **first = ends.items;
     PpToken **last = first + n + 1;
     for (int i = 0; i < n; ++i)
         first[i] = last[i] = nullptr;
@@ -172,11 +187,9 @@ CollectResult collect_arguments(Macro *m, PpToken *t, Call *call)
             count = n;
         } else {
             report_macro("missing argument for macro %.*s", m);
-            release(first);
             return COLLECT_STOP;
         }
     } else if (m->nparams == -1) {
-        release(first);
         return COLLECT_NOT_A_CALL;
     } else {
         for (;;) {
@@ -235,7 +248,6 @@ CollectResult collect_arguments(Macro *m, PpToken *t, Call *call)
     }
     if (incomplete) {
         report_macro("bad invocation of macro %.*s", m);
-        release(first);
         return COLLECT_STOP;
     }
     if (m->variadic && closed && count == n - 1)
@@ -245,7 +257,6 @@ CollectResult collect_arguments(Macro *m, PpToken *t, Call *call)
     } else if (count < n) {
         if (!c99_mode) {
             report_macro("missing argument for macro %.*s", m);
-            release(first);
             return COLLECT_STOP;
         }
         count = n;
@@ -272,7 +283,6 @@ CollectResult collect_arguments(Macro *m, PpToken *t, Call *call)
         free_token(q);
         q = next;
     }
-    release(first);
     call->args = args;
     call->nargs = n;
     call->after = after;
@@ -645,11 +655,14 @@ StartResult start_call(PpToken *prev, PpToken *t, Macro *m, int mode)
     // The body without its end-of-line token.
     PpToken *head = new_pp_token();
     PpToken **tail = &head->next;
+    bool hashes = false;
     for (const PpToken *b = m->body; b && b->kind != TK_EOL; b = b->next) {
+        hashes |= b->kind == TK_HASH || b->kind == TK_HASHHASH;
         *tail = copy_token(b);
         tail = &(*tail)->next;
     }
-    apply_hash_operators(m, head, call.args ? &call : nullptr);
+    if (hashes)
+        apply_hash_operators(m, head, call.args ? &call : nullptr);
 
     Frame &f = push_frame(FRAME_CALL);
     f.prev = prev;
@@ -675,7 +688,8 @@ StartResult start_call(PpToken *prev, PpToken *t, Macro *m, int mode)
 // tokens; only the ones before it take copies.
 void substitute_arguments(Frame &f)
 {
-    std::int32_t *uses = static_cast<std::int32_t *>(allocate(sizeof(std::int32_t) * static_cast<std::size_t>(f.nargs + 1)));
+    SmallArray<std::int32_t, 16> counts(static_cast<std::size_t>(f.nargs + 1));
+    std::int32_t *uses = counts.items;
     for (std::int32_t i = 0; i < f.nargs; ++i)
         uses[i] = 0;
     for (const PpToken *r = f.head->next; r; r = r->next)
@@ -710,7 +724,6 @@ void substitute_arguments(Frame &f)
         }
         free_token(r);
     }
-    release(uses);
 }
 
 // Step l: the expansion takes the name's place in the line below.
