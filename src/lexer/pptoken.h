@@ -90,7 +90,17 @@ struct PpToken {
 
 constexpr std::uint16_t COLUMN_ASM_FIRST = 0x8000;
 
-PpToken *new_pp_token();
+// Token records come from a free list, refilled a block at a time.
+extern PpToken *pp_free;
+PpToken *more_pp_tokens();
+inline PpToken *new_pp_token()
+{
+    PpToken *t = pp_free ? pp_free : more_pp_tokens();
+    pp_free = t->next;
+    t->next = nullptr;
+    t->no_expand = 0;
+    return t;
+}
 // Returns a whole list to the free list.
 void free_pp_list(PpToken *list);
 

@@ -18,7 +18,6 @@ struct PpBlock {
     PpToken tokens[511];
 };
 PpBlock *pp_blocks = nullptr;
-PpToken *pp_free = nullptr;
 
 // Character classes, one table lookup each.
 enum : std::uint8_t { CLASS_IDENT_START = 1, CLASS_DIGIT = 2, CLASS_IDENT = CLASS_IDENT_START | CLASS_DIGIT };
@@ -228,20 +227,16 @@ char *scan_quoted(char *p, bool *closed)
 
 }  // namespace
 
-PpToken *new_pp_token()
+PpToken *pp_free = nullptr;
+
+PpToken *more_pp_tokens()
 {
-    if (!pp_free) {
-        pp_blocks = static_cast<PpBlock *>(allocate(sizeof(PpBlock), pp_blocks));
-        for (PpToken &t : pp_blocks->tokens) {
-            t.next = pp_free;
-            pp_free = &t;
-        }
+    pp_blocks = static_cast<PpBlock *>(allocate(sizeof(PpBlock), pp_blocks));
+    for (PpToken &t : pp_blocks->tokens) {
+        t.next = pp_free;
+        pp_free = &t;
     }
-    PpToken *t = pp_free;
-    pp_free = t->next;
-    t->next = nullptr;
-    t->no_expand = 0;
-    return t;
+    return pp_free;
 }
 
 void free_pp_list(PpToken *list)
