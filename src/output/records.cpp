@@ -158,25 +158,6 @@ void put_call(const Node *n)
 
 }  // namespace
 
-void put_byte(unsigned value)
-{
-    // The file is written by this one thread alone: no stream locking.
-    if (output_stream)
-        putc_unlocked(static_cast<int>(value & 0xFF), output_stream);
-}
-
-void put_half(unsigned value)
-{
-    put_byte(value);
-    put_byte(value >> 8);
-}
-
-void put_word(std::uint32_t value)
-{
-    put_half(value & 0xFFFF);
-    put_half(value >> 16);
-}
-
 void put_double(double value)
 {
     std::uint64_t bits;
@@ -193,8 +174,15 @@ void put_zeros(std::size_t n)
 
 void put_bytes(const void *bytes, std::size_t n)
 {
-    if (n && output_stream)
-        std::fwrite(bytes, 1, n, output_stream);
+    if (output_buffered + n > OUTPUT_BUFFER_SIZE)
+        flush_output();
+    if (n > OUTPUT_BUFFER_SIZE) {
+        if (output_stream)
+            std::fwrite(bytes, 1, n, output_stream);
+        return;
+    }
+    std::memcpy(output_buffer + output_buffered, bytes, n);
+    output_buffered += n;
 }
 
 void put_header_string(const char *text)

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "preproc/source.h"
+
 struct Node;
 struct Symbol;
 struct Type;
@@ -67,10 +69,32 @@ enum : std::uint8_t {
 constexpr std::uint8_t STORAGE_RESULT = 1;  // the function result
 constexpr std::uint8_t STORAGE_SWITCH = 2;  // the switch value
 
-// Primitives.
-void put_byte(unsigned value);
-void put_half(unsigned value);
-void put_word(std::uint32_t value);
+// Primitives: little-endian halves and words, into the output buffer.
+inline void put_byte(unsigned value)
+{
+    if (output_buffered == OUTPUT_BUFFER_SIZE)
+        flush_output();
+    output_buffer[output_buffered++] = static_cast<unsigned char>(value);
+}
+inline void put_half(unsigned value)
+{
+    if (output_buffered + 2 > OUTPUT_BUFFER_SIZE)
+        flush_output();
+    output_buffer[output_buffered] = static_cast<unsigned char>(value);
+    output_buffer[output_buffered + 1] = static_cast<unsigned char>(value >> 8);
+    output_buffered += 2;
+}
+inline void put_word(std::uint32_t value)
+{
+    if (output_buffered + 4 > OUTPUT_BUFFER_SIZE)
+        flush_output();
+    unsigned char *p = output_buffer + output_buffered;
+    p[0] = static_cast<unsigned char>(value);
+    p[1] = static_cast<unsigned char>(value >> 8);
+    p[2] = static_cast<unsigned char>(value >> 16);
+    p[3] = static_cast<unsigned char>(value >> 24);
+    output_buffered += 4;
+}
 void put_double(double value);
 void put_zeros(std::size_t n);
 void put_bytes(const void *bytes, std::size_t n);

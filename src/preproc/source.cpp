@@ -14,6 +14,15 @@
 SourceFile *file_list = nullptr;
 SourceFile *current_file = nullptr;
 std::FILE *output_stream = nullptr;
+unsigned char output_buffer[OUTPUT_BUFFER_SIZE];
+std::size_t output_buffered = 0;
+
+void flush_output()
+{
+    if (output_buffered && output_stream)
+        std::fwrite(output_buffer, 1, output_buffered, output_stream);
+    output_buffered = 0;
+}
 
 bool comment_open = false;
 bool end_of_input = false;
@@ -255,6 +264,7 @@ bool commit_outputs(const char *input)
 
 void close_output()
 {
+    flush_output();
     if (output_stream && output_stream != stdout)
         std::fclose(output_stream);
     else if (output_stream)
@@ -265,6 +275,7 @@ void close_output()
 
 void abandon_output()
 {
+    output_buffered = 0;
     if (output_file_name && output_stream && output_stream != stdout)
         host_abandon_file(output_stream, output_host_name);
 }
@@ -565,6 +576,7 @@ void source_reset()
     line_override_active = false;
     line_override = 0;
     file_name_override = nullptr;
+    flush_output();
     if (output_stream && output_stream != stdout)
         std::fclose(output_stream);
     output_stream = nullptr;

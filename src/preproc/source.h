@@ -17,6 +17,13 @@ struct SourceFile {
 extern SourceFile *file_list;
 extern SourceFile *current_file;  // null until the first file is opened
 extern std::FILE *output_stream;
+// The intermediate file's bytes gather here and go to output_stream in
+// large pieces (flush_output); with no stream they are dropped. Closing the
+// output flushes it.
+constexpr std::size_t OUTPUT_BUFFER_SIZE = 65536;
+extern unsigned char output_buffer[OUTPUT_BUFFER_SIZE];
+extern std::size_t output_buffered;
+void flush_output();
 
 // Opens the error stream (+e) and the output stream (-o, or standard output
 // under -e and -md, or when `output_required` is false). Returns false after

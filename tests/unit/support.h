@@ -65,6 +65,8 @@ inline void write_file(const std::string &name, const std::string &text)
 
 inline std::string read_stream(std::FILE *stream)
 {
+    if (stream == output_stream)
+        flush_output();
     std::fflush(stream);
     std::rewind(stream);
     std::string text;
