@@ -1,6 +1,7 @@
 #include "lexer/pptoken.h"
 
 #include <cstring>
+#include <initializer_list>
 
 #include "driver/diagnostics.h"
 #include "driver/options.h"
@@ -19,22 +20,41 @@ struct PpBlock {
 };
 PpBlock *pp_blocks = nullptr;
 
-// Character classes, one table lookup each.
-enum : std::uint8_t { CLASS_IDENT_START = 1, CLASS_DIGIT = 2, CLASS_IDENT = CLASS_IDENT_START | CLASS_DIGIT };
+// Character classes, one table lookup each. CLASS_SKIP marks the characters
+// other than blank and tab that white-space skipping must look at.
+enum : std::uint8_t {
+    CLASS_IDENT_START = 1,
+    CLASS_DIGIT = 2,
+    CLASS_IDENT = CLASS_IDENT_START | CLASS_DIGIT,
+    CLASS_SKIP = 4,
+};
+// What a token starting with the character is.
+enum : std::uint8_t { START_PUNCTUATOR, START_END, START_IDENT, START_L, START_DIGIT, START_DOT, START_QUOTE };
 struct CharClasses {
     std::uint8_t of[256] = {};
+    std::uint8_t start[256] = {};
     constexpr CharClasses()
     {
-        for (int c = 'a'; c <= 'z'; ++c)
+        for (int c = 'a'; c <= 'z'; ++c) {
             of[c] = of[c - 'a' + 'A'] = CLASS_IDENT_START;
+            start[c] = start[c - 'a' + 'A'] = START_IDENT;
+        }
         of['_'] = CLASS_IDENT_START;
-        for (int c = '0'; c <= '9'; ++c)
+        start['_'] = START_IDENT;
+        start['L'] = START_L;
+        for (int c = '0'; c <= '9'; ++c) {
             of[c] = CLASS_DIGIT;
+            start[c] = START_DIGIT;
+        }
+        for (unsigned char c : {'/', ';', '\n', '\v', '\f', '\r'})
+            of[c] = CLASS_SKIP;
+        start['.'] = START_DOT;
+        start['"'] = start['\''] = START_QUOTE;
+        start[0] = START_END;
     }
 };
 constexpr CharClasses char_classes;
 
-bool is_ident_start(unsigned char c) { return char_classes.of[c] & CLASS_IDENT_START; }
 bool is_digit(unsigned char c) { return char_classes.of[c] & CLASS_DIGIT; }
 bool is_ident_char(unsigned char c) { return char_classes.of[c] & CLASS_IDENT; }
 bool is_octal(unsigned char c) { return c >= '0' && c <= '7'; }
@@ -268,7 +288,10 @@ PpToken *scan_line(char *text)
     char *p = text;
     for (;;) {
         char *ws = p;
-        p = skip_white(p, directive_line);
+        while (*p == ' ' || *p == '\t')
+            ++p;
+        if (comment_open || (char_classes.of[static_cast<unsigned char>(*p)] & CLASS_SKIP))
+            p = skip_white(p, directive_line);
         PpToken *t = new_pp_token();
         t->ws = ws;
         t->ws_len = static_cast<std::uint16_t>(p - ws);
@@ -286,34 +309,50 @@ PpToken *scan_line(char *text)
         *tail = t;
         tail = &t->next;
         unsigned char c = static_cast<unsigned char>(*p);
-        if (!c) {
+        char *end;
+        switch (char_classes.start[c]) {
+        case START_END:
             t->kind = TK_EOL;
             t->len = 0;
             return head;
-        }
-        char *end;
-        if (is_digit(c) || (c == '.' && is_digit(static_cast<unsigned char>(p[1])))) {
-            end = scan_number(p);
-            t->kind = TK_PPNUMBER;
-        } else if (c == '"' || c == '\'' || (c == 'L' && (p[1] == '"' || p[1] == '\''))) {
+        case START_IDENT:
+        identifier:
+            end = p + 1;
+            while (is_ident_char(static_cast<unsigned char>(*end)))
+                ++end;
+            t->kind = TK_IDENT;
+            break;
+        case START_L:
+            if (p[1] != '"' && p[1] != '\'')
+                goto identifier;
+            [[fallthrough]];
+        case START_QUOTE: {
             char *quote = c == 'L' ? p + 1 : p;
             bool closed = false;
             end = scan_quoted(quote, &closed);
             t->kind = *quote == '"' ? TK_STRING : TK_CHAR;
             if (!closed && !scan_in_asm_block && !scan_in_skipped_region)
                 report("unbalanced %c", 0, static_cast<int>(*quote));
-        } else if (is_ident_start(c)) {
-            end = p + 1;
-            while (is_ident_char(static_cast<unsigned char>(*end)))
-                ++end;
-            t->kind = TK_IDENT;
-        } else {
+            break;
+        }
+        case START_DOT:
+            if (!is_digit(static_cast<unsigned char>(p[1])))
+                goto punctuator;
+            [[fallthrough]];
+        case START_DIGIT:
+            end = scan_number(p);
+            t->kind = TK_PPNUMBER;
+            break;
+        default:
+        punctuator: {
             int length;
             t->kind = scan_punctuator(p, &length);
             end = p + length;
+            if (head == t && t->kind == TK_HASH)
+                directive_line = true;
+            break;
         }
-        if (head == t && t->kind == TK_HASH)
-            directive_line = true;
+        }
         std::size_t length = static_cast<std::size_t>(end - p);
         t->len = static_cast<std::uint16_t>(length > 0xFFFF ? 0xFFFF : length);
         p = end;
