@@ -310,6 +310,23 @@ void convert_number(Token *token, const PpToken *pp)
 {
     const char *s = pp->text;
     std::size_t n = pp->len;
+    // The common case first: up to nine decimal digits and nothing else, an
+    // int up to 32768 and a long above (the rules of convert_integer).
+    if (n <= 9 && (s[0] != '0' || n == 1)) {
+        std::uint32_t v = 0;
+        std::size_t i = 0;
+        for (; i < n; ++i) {
+            auto d = static_cast<std::uint32_t>(static_cast<unsigned char>(s[i]) - '0');
+            if (d > 9)
+                break;
+            v = v * 10 + d;
+        }
+        if (i == n) {
+            token->code = v <= 32768 ? TK_INT_CONST : TK_LONG_CONST;
+            token->value = v;
+            return;
+        }
+    }
     char second = n >= 2 ? static_cast<char>(s[1] | 0x20) : 0;
     if (s[0] == '0' && second == 'x') {
         if (n < 3) {
