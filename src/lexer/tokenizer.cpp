@@ -47,10 +47,10 @@ RecordedToken **recording_tail = &recording_head;
 
 bool is_pasted_comment(const PpToken *t) { return t->len == 2 && t->text[0] == '/' && t->text[1] == '/'; }
 
-// The next token to serve without taking it: end-of-line tokens are passed
-// over, and new lines are read, scanned and handed to the directive stage
-// as the current one runs out. Null at the end of input.
-PpToken *peek_pp()
+// The next token to serve when the current list has none left: end-of-line
+// tokens are passed over, and new lines are read, scanned and handed to the
+// directive stage as the current one runs out. Null at the end of input.
+[[gnu::noinline]] PpToken *peek_next_line()
 {
     for (;;) {
         if (PpToken *t = state.cursor) {
@@ -75,6 +75,13 @@ PpToken *peek_pp()
         if (!text)
             return nullptr;
     }
+}
+
+// The next token to serve without taking it.
+PpToken *peek_pp()
+{
+    PpToken *t = state.cursor;
+    return t && t->kind != TK_EOL ? t : peek_next_line();
 }
 
 // Keywords by first letter: the indexes of the keywords that begin with it.
