@@ -811,13 +811,18 @@ void step_list(std::size_t index)
 {
     Frame *f = &frames[index];
     bool whole = !too_deep;
+    auto passed_over = [](const PpToken *t) { return t->kind != TK_IDENT || t->no_expand || !may_be_macro(t); };
     while (PpToken *t = f->prev->next) {
         if (too_deep) {
             whole = false;
             break;
         }
-        if (t->kind != TK_IDENT || t->no_expand || !may_be_macro(t)) {
-            f->prev = t;
+        if (passed_over(t)) {
+            // The whole run of tokens that start no expansion at once.
+            PpToken *prev = t;
+            while ((t = prev->next) && passed_over(t))
+                prev = t;
+            f->prev = prev;
             continue;
         }
         if (int code = builtin_code(t)) {
