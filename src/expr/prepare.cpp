@@ -177,7 +177,10 @@ void prepare_statement(Stmt *stmt)
             work.push_back({nullptr, frame_offset});
             lay_out_locals(s);
             {
-                std::vector<Stmt *> list;
+                // The block's statements go on in reverse, so that the first
+                // comes off first; the list is kept from block to block.
+                static std::vector<Stmt *> list;
+                list.clear();
                 for (Stmt *t = s->body; t; t = t->next)
                     list.push_back(t);
                 for (auto t = list.rbegin(); t != list.rend(); ++t)
