@@ -3,7 +3,6 @@
 // bitfield units of 1, 2 or 4 bytes), anonymous members, flexible arrays,
 // and enumerations with the smallest integer type that holds them.
 #include <cstring>
-#include <unordered_set>
 
 #include "decl/declare.h"
 #include "decl/names.h"
@@ -41,7 +40,7 @@ struct Layout {
     unsigned bits_used;
     bool flexible;           // a flexible array member was laid out
     Symbol **tail;           // where the next member is appended
-    std::unordered_set<const Name *> names;
+    NameSet names;
 };
 
 unsigned unit_bits(unsigned unit_class) { return unit_class == 0x10 ? 8 : unit_class == 0x40 ? 32 : 16; }
@@ -203,7 +202,7 @@ void plain_member(Layout &l, Name *name, Type *type, std::uint16_t attr, bool an
     if (anonymous) {
         bool first = true;
         for (const Symbol *inner = type->members; inner; inner = inner->next) {
-            if (inner->name && !l.names.insert(inner->name).second)
+            if (inner->name && !l.names.insert(inner->name))
                 report_name("redefined anonymous member %.*s", inner->name);
             Symbol *m = append_member(l, inner->name, inner->type, attr, inner->value + at);
             m->flags |= inner->flags & SYM_UNION_COPY;
@@ -248,14 +247,14 @@ void parse_struct_body(Type *t, std::uint16_t attr)
             Type *type = decl.type ? decl.type : &type_int;
             if (next_token()->code == TK_COLON) {
                 any = true;
-                if (decl.name && !l.names.insert(decl.name).second)
+                if (decl.name && !l.names.insert(decl.name))
                     report_name("redefined member %.*s", decl.name);
                 bitfield(l, decl.name, type, decl.attr, signed_keyword);
             } else {
                 push_back_token();
                 bool anonymous = !got && !decl.name && is_struct_or_union_kind(type->kind) && !strict_ansi;
                 if (decl.name) {
-                    if (!l.names.insert(decl.name).second)
+                    if (!l.names.insert(decl.name))
                         report_name("redefined member %.*s", decl.name);
                     if (check_level != 0 && implicit && !warned) {
                         report("W5implicit int type in struct/union declaration");

@@ -1,7 +1,6 @@
 // Declaration specifiers, declarators and parameter lists, shared by every
 // kind of declaration, and the @ address or alias after a declarator.
 #include <cstring>
-#include <unordered_set>
 
 #include "decl/declare.h"
 #include "decl/typename.h"
@@ -319,7 +318,7 @@ void parse_parameters(Type *function)
     PrototypeMark saved = begin_prototype_lists();
     Symbol **tail = &function->params;
     *tail = nullptr;
-    std::unordered_set<const Name *> names;
+    NameSet names;
     bool variable = false;
     // A nested parameter list holds the frames of a whole declaration, so it
     // counts for several levels of the nesting limit.
@@ -344,7 +343,7 @@ void parse_parameters(Type *function)
                     break;
                 }
                 auto *name = reinterpret_cast<Name *>(t->value);
-                if (!names.insert(name).second) {
+                if (!names.insert(name)) {
                     report("redeclared argument %.*s", name->length, name->chars);
                 } else {
                     Symbol *p = new_symbol(tail, name, SC_NONE, nullptr);
@@ -361,7 +360,7 @@ void parse_parameters(Type *function)
                 parse_declarator(&decl);
                 Token *after = next_token();
                 push_back_token();
-                if (decl.name && !names.insert(decl.name).second)
+                if (decl.name && !names.insert(decl.name))
                     report("redeclared proto argument %.*s", decl.name->length, decl.name->chars);
                 if (decl.type && decl.type->kind == KIND_VOID && (!first || after->code != TK_RPAREN)) {
                     report("bad void argument");

@@ -3,6 +3,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <unordered_set>
 
 struct Symbol;
 struct Name {
@@ -35,3 +36,29 @@ Name *intern_name(const char *chars, std::size_t length);
 void names_reset();
 // Clears every name's `newest` symbol (the symbol table starts over).
 void forget_name_symbols();
+
+// A set of names for duplicate checks (parameters, members): a short list is
+// searched in place, a long one is hashed.
+class NameSet {
+public:
+    // True when `name` was not in the set (it is now).
+    bool insert(const Name *name)
+    {
+        if (count_ < SHORT) {
+            for (std::size_t i = 0; i < count_; ++i)
+                if (short_[i] == name)
+                    return false;
+            short_[count_++] = name;
+            return true;
+        }
+        if (long_.empty())
+            long_.insert(short_, short_ + SHORT);
+        return long_.insert(name).second;
+    }
+
+private:
+    static constexpr std::size_t SHORT = 16;
+    const Name *short_[SHORT];
+    std::size_t count_ = 0;
+    std::unordered_set<const Name *> long_;
+};

@@ -96,7 +96,8 @@ void place_auto(Symbol *s)
 // A block's locals: sorted, given storage, and ordered for the output.
 void lay_out_locals(Stmt *block)
 {
-    std::vector<Symbol *> locals;
+    static std::vector<Symbol *> locals;
+    locals.clear();
     for (Symbol *s = block->locals; s; s = s->next)
         locals.push_back(s);
     if (locals.empty())

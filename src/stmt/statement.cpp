@@ -145,8 +145,9 @@ struct LoopFacts {
 
 bool uses_symbol(const Node *n, const Symbol *s)
 {
-    // Explicit stack: trees may be deep.
-    std::vector<const Node *> work{n};
+    // Explicit stack: trees may be deep. Kept from call to call.
+    static std::vector<const Node *> work;
+    work.assign(1, n);
     while (!work.empty()) {
         const Node *t = work.back();
         work.pop_back();
@@ -279,7 +280,8 @@ void uncount_moved(const Node *e, std::uint32_t start)
 // statement is a list of one).
 void retarget(Stmt *s, const Stmt *from, Stmt *to)
 {
-    std::vector<Stmt *> work{s};
+    static std::vector<Stmt *> work;
+    work.assign(1, s);
     while (!work.empty()) {
         Stmt *t = work.back();
         work.pop_back();

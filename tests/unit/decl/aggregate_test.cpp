@@ -137,6 +137,30 @@ TEST_F(AggregateTest, LayoutsAndMessages)
     }
 }
 
+// Repeated names are found whether the set of names so far is short (a
+// list) or long (hashed): member and parameter counts swept across the
+// switch, the repeats naming the first, the last and a middle name.
+TEST_F(AggregateTest, RepeatedNamesAcrossEveryListLength)
+{
+    for (int n : {1, 15, 16, 17, 18, 40}) {
+        fresh();
+        std::string members, params, want_members, want_params;
+        for (int i = 0; i < n; ++i) {
+            members += "int m" + std::to_string(i) + "; ";
+            params += "a" + std::to_string(i) + ", ";
+        }
+        for (int i : {0, n - 1, n / 2}) {
+            members += "char m" + std::to_string(i) + "; ";
+            params += "a" + std::to_string(i) + ", ";
+            want_members += "redefined member m" + std::to_string(i) + "\n";
+            want_params += "redeclared argument a" + std::to_string(i) + "\n";
+        }
+        params += "z";
+        unit("struct T { " + members + "};\nint f(" + params + ");\n");
+        EXPECT_EQ(message_texts(messages()), want_members + want_params + "useless argument list\n") << n;
+    }
+}
+
 TEST_F(AggregateTest, LargeAndDeepBodiesEndCleanly)
 {
     std::string many = "struct T {\n";
