@@ -16,6 +16,19 @@ namespace {
 
 Trie macro_table;
 
+// The macros found lately, by a hash of their names: a name in its slot is
+// found without walking the table. A deleted macro leaves its slot.
+constexpr std::size_t RECENT_MACRO_SLOTS = 1024;
+Macro *recent_macros[RECENT_MACRO_SLOTS];
+
+Macro **recent_macro_slot(const char *text, std::size_t length)
+{
+    std::uint32_t h = 2166136261u;
+    for (std::size_t i = 0; i < length; ++i)
+        h = (h ^ static_cast<unsigned char>(text[i])) * 16777619u;
+    return &recent_macros[(h ^ (h >> 15)) % RECENT_MACRO_SLOTS];
+}
+
 void add_to_filter(const char *text, std::size_t length)
 {
     unsigned bit = macro_filter_bit(text, length);
@@ -206,8 +219,14 @@ bool has_white(const PpToken *t) { return t->ws_len != 0; }
 
 Macro *lookup_macro(const PpToken *name)
 {
+    Macro **recent = recent_macro_slot(name->text, name->len);
+    if (Macro *m = *recent; m && m->name_len == name->len && !std::memcmp(m->name, name->text, name->len))
+        return m;
     void **slot = trie_find(&macro_table, name->text, name->len);
-    return slot ? static_cast<Macro *>(*slot) : nullptr;
+    Macro *m = slot ? static_cast<Macro *>(*slot) : nullptr;
+    if (m)
+        *recent = m;
+    return m;
 }
 
 int builtin_code(const PpToken *t)
@@ -251,6 +270,8 @@ void delete_macro(const PpToken *name)
         return;
     Macro *m = static_cast<Macro *>(*slot);
     *slot = nullptr;
+    if (Macro **recent = recent_macro_slot(name->text, name->len); *recent == m)
+        *recent = nullptr;
     for (Macro **p = &macro_list; *p; p = &(*p)->link)
         if (*p == m) {
             *p = m->link;
@@ -370,4 +391,6 @@ void macros_reset()
     }
     trie_reset(&macro_table);
     reset_filter();
+    for (Macro *&m : recent_macros)
+        m = nullptr;
 }
