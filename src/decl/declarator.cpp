@@ -99,6 +99,11 @@ void release_kept_aliases()
     }
 }
 
+bool may_start_type_name(const Token *t)
+{
+    return t->code == TK_AT || is_class_keyword(t->code) || specifier_bit(t->code) != 0 || typedef_named(t);
+}
+
 bool parse_specifiers(Symbol *decl, const std::uint8_t *allowed)
 {
     decl->sclass = SC_NONE;

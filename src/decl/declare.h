@@ -7,6 +7,7 @@
 
 struct Node;
 struct Symbol;
+struct Token;
 struct Type;
 
 // Storage classes allowed by context, each list ended by SC_NONE. A list
@@ -26,6 +27,9 @@ extern std::uint16_t keywords_seen;
 // null: any class is left for the caller to judge. False when the tokens
 // do not begin a declaration; nothing is consumed then.
 bool parse_specifiers(Symbol *decl, const std::uint8_t *allowed);
+// Whether token t can begin the specifiers of a type name (`@`, a storage
+// class or type keyword, a typedef name): a quick test before trying.
+bool may_start_type_name(const Token *t);
 // One declarator over decl->type: the type chain in decl->type, the name
 // in decl->name, the attribute word of the declared object in decl->attr.
 // False when there was no declarator.

@@ -82,6 +82,11 @@ Type *combined_type(std::uint16_t bits)
 
 Node *parse_type_name()
 {
+    // Most parentheses hold expressions: they are told at their first token.
+    bool may = may_start_type_name(next_token());
+    push_back_token();
+    if (!may)
+        return nullptr;
     Symbol decl{};
     if (!parse_specifiers(&decl, nullptr))
         return nullptr;
