@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Times zpc compiling a generated unit against `tcc -c` compiling the same
 # file, and prints both times, the ratio and both peak memories. zpc must
-# compile the unit without a message and zpc-dump must read all of its
-# output, or the script fails. The units:
+# compile the unit without a message, zpc-dump must read all of its output
+# and a second run must write the same bytes, or the script fails. The units:
 #   stress  bench/gen_stress.py: FUNCS functions using every statement kind
 #           (default 5000)
 #   corpus  ../shared/bench/gen_corpus.py: a firmware-style unit of FUNCS
@@ -46,6 +46,9 @@ if ! "$bin/zpc" -o "$work/unit.o" "$work/unit.c" 2> "$work/messages"; then
 fi
 [ -s "$work/messages" ] && { echo "zpc reported:"; head "$work/messages"; exit 1; }
 "$bin/zpc-dump" "$work/unit.o" > "$work/unit.dump" || { tail -1 "$work/unit.dump"; exit 1; }
+# A second run writes the same bytes.
+"$bin/zpc" -o "$work/again.o" "$work/unit.c" 2>/dev/null
+cmp -s "$work/unit.o" "$work/again.o" || { echo "a second run wrote different bytes"; exit 1; }
 
 # One wall-clock time in seconds, and the peak memory in KiB.
 measure_once() {
