@@ -166,6 +166,9 @@ bool open_outputs(const char *input, bool output_required)
     static bool exit_hook = false;
     if (!exit_hook) {
         std::atexit(release_held_messages);
+        // A run that exits on its own ("no memory") still writes what it
+        // had gathered, as a stream would at exit.
+        std::atexit(flush_output);
         exit_hook = true;
     }
     pending_output = pending_errors = PendingOutput{};
