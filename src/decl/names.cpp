@@ -122,13 +122,7 @@ namespace {
 constexpr std::size_t RECENT_SLOTS = 4096;
 Name *recent_names[RECENT_SLOTS];
 
-std::size_t recent_slot(const char *chars, std::size_t length)
-{
-    std::uint32_t h = 2166136261u;
-    for (std::size_t i = 0; i < length; ++i)
-        h = (h ^ static_cast<unsigned char>(chars[i])) * 16777619u;
-    return (h ^ (h >> 15)) % RECENT_SLOTS;
-}
+std::size_t recent_slot(const char *chars, std::size_t length) { return word_hash(chars, length) % RECENT_SLOTS; }
 
 }  // namespace
 

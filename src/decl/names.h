@@ -30,6 +30,15 @@ void **trie_insert(Trie *trie, const char *chars, std::size_t length);
 void **trie_find(const Trie *trie, const char *chars, std::size_t length);
 void trie_reset(Trie *trie);
 
+// A hash of a word's characters (for the caches in front of the tries).
+inline std::uint32_t word_hash(const char *chars, std::size_t length)
+{
+    std::uint32_t h = 2166136261u;
+    for (std::size_t i = 0; i < length; ++i)
+        h = (h ^ static_cast<unsigned char>(chars[i])) * 16777619u;
+    return h ^ (h >> 15);
+}
+
 // The interned name for chars[0..length); length is cut to 255.
 Name *intern_name(const char *chars, std::size_t length);
 

@@ -23,10 +23,7 @@ Macro *recent_macros[RECENT_MACRO_SLOTS];
 
 Macro **recent_macro_slot(const char *text, std::size_t length)
 {
-    std::uint32_t h = 2166136261u;
-    for (std::size_t i = 0; i < length; ++i)
-        h = (h ^ static_cast<unsigned char>(text[i])) * 16777619u;
-    return &recent_macros[(h ^ (h >> 15)) % RECENT_MACRO_SLOTS];
+    return &recent_macros[word_hash(text, length) % RECENT_MACRO_SLOTS];
 }
 
 void add_to_filter(const char *text, std::size_t length)
