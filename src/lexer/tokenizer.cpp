@@ -163,6 +163,27 @@ void make_asm_text(Token *t, PpToken *first)
     t->value = reinterpret_cast<std::uintptr_t>(text);
 }
 
+// An identifier's token: a keyword's code, or the interned name.
+[[gnu::noinline]] Token *identifier_token(Token *t, const PpToken *pp)
+{
+    int k = keyword_index(pp->text, pp->len);
+    if (k >= 0) {
+        t->code = static_cast<std::uint16_t>(TK_KEYWORD_FIRST + k);
+    } else if (c99_mode && pp->len == 6 && !std::memcmp(pp->text, "inline", 6)) {
+        t->code = TK_INLINE;
+    } else {
+        t->code = TK_IDENT;
+        t->value = reinterpret_cast<std::uintptr_t>(intern_name(pp->text, pp->len));
+    }
+    return t;
+}
+
+[[gnu::noinline]] Token *number_token(Token *t, const PpToken *pp)
+{
+    convert_number(t, pp);
+    return t;
+}
+
 // Fills *t from the token chain; false when a token was passed over.
 bool fill_token(Token *t)
 {
@@ -184,20 +205,11 @@ bool fill_token(Token *t)
     t->code = pp->kind;
     state.current = current_token = t;
     switch (pp->kind) {
-    case TK_IDENT: {
-        int k = keyword_index(pp->text, pp->len);
-        if (k >= 0) {
-            t->code = static_cast<std::uint16_t>(TK_KEYWORD_FIRST + k);
-        } else if (c99_mode && pp->len == 6 && !std::memcmp(pp->text, "inline", 6)) {
-            t->code = TK_INLINE;
-        } else {
-            t->code = TK_IDENT;
-            t->value = reinterpret_cast<std::uintptr_t>(intern_name(pp->text, pp->len));
-        }
+    case TK_IDENT:
+        identifier_token(t, pp);
         return true;
-    }
     case TK_PPNUMBER:
-        convert_number(t, pp);
+        number_token(t, pp);
         return true;
     case TK_CHAR:
         convert_char(t, pp);
@@ -286,8 +298,11 @@ const char *token_spelling(std::uint16_t code)
 
 TokenRing token_ring;
 
-// The slow half of next_token: a fresh token from replay or the token chain.
-Token *fetch_token(Token *t)
+namespace {
+
+// fetch_token for everything but a plain token of the current line:
+// replay and recording, a new line, strings and the other rare kinds.
+[[gnu::noinline]] Token *fetch_token_slowly(Token *t)
 {
     if (state.replaying) {
         replay_next(t);
@@ -298,6 +313,34 @@ Token *fetch_token(Token *t)
     state.current = current_token = t;
     if (state.recording && !state.replaying)
         record(t);
+    return t;
+}
+
+}  // namespace
+
+// The slow half of next_token: a fresh token from replay or the token chain.
+// A punctuator, identifier or number of the current line takes the short
+// way, whose calls are all tail calls.
+Token *fetch_token(Token *t)
+{
+    PpToken *pp = state.cursor;
+    if (state.replaying || state.recording || !pp)
+        return fetch_token_slowly(t);
+    std::uint16_t kind = pp->kind;
+    if (kind == TK_EOL || kind == TK_STRING || kind == TK_CHAR || kind == TK_OTHER || kind == TK_ASM)
+        return fetch_token_slowly(t);
+    state.cursor = pp->next;
+    t->line = pp->line;
+    t->column = pp->column;
+    t->length = pp->len;
+    t->value = 0;
+    t->code = kind;
+    // Messages about the token itself (bad constants) stand at its position.
+    state.current = current_token = t;
+    if (kind == TK_IDENT)
+        return identifier_token(t, pp);
+    if (kind == TK_PPNUMBER)
+        return number_token(t, pp);
     return t;
 }
 
