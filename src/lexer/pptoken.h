@@ -103,6 +103,8 @@ inline PpToken *new_pp_token()
 }
 // Returns a whole list to the free list.
 void free_pp_list(PpToken *list);
+// The same for a list whose last token is known.
+void free_pp_chain(PpToken *first, PpToken *last);
 
 // Scans one logical line into tokens, ending with an end-of-line token
 // whose white space holds the line's trailing blanks and newline. Null for

@@ -259,6 +259,12 @@ PpToken *more_pp_tokens()
     return pp_free;
 }
 
+void free_pp_chain(PpToken *first, PpToken *last)
+{
+    last->next = pp_free;
+    pp_free = first;
+}
+
 void free_pp_list(PpToken *list)
 {
     if (!list)

@@ -52,17 +52,24 @@ bool is_pasted_comment(const PpToken *t) { return t->len == 2 && t->text[0] == '
 // directive stage as the current one runs out. Null at the end of input.
 [[gnu::noinline]] PpToken *peek_next_line()
 {
+    PpToken *last = nullptr;  // the list's last token, when the cursor went past it
     for (;;) {
         if (PpToken *t = state.cursor) {
             if (t->kind != TK_EOL)
                 return t;
             // A '/' pasted to a '/' became a comment: the rest of its line goes.
             state.cursor = is_pasted_comment(t) ? nullptr : t->next;
+            if (!t->next)
+                last = t;
             continue;
         }
         if (redirected)
             return nullptr;
-        free_pp_list(state.line_list);
+        if (last)
+            free_pp_chain(state.line_list, last);
+        else
+            free_pp_list(state.line_list);
+        last = nullptr;
         state.line_list = nullptr;
         // While a line is read and passes the directive stage, messages
         // stand at its line, not at the last token served.
