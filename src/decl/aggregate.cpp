@@ -45,6 +45,19 @@ struct Layout {
 
 unsigned unit_bits(unsigned unit_class) { return unit_class == 0x10 ? 8 : unit_class == 0x40 ? 32 : 16; }
 
+// A member of `size` bytes takes its room: a union grows to its largest
+// member, a structure to the end of its last.
+void place(Layout &l, std::uint32_t size)
+{
+    if (l.is_union) {
+        if (l.size < size)
+            l.size = size;
+    } else {
+        l.offset += size;
+        l.size = l.offset;
+    }
+}
+
 void close_unit(Layout &l)
 {
     if (!l.unit_class)
@@ -70,13 +83,7 @@ void close_unit(Layout &l)
             }
             break;
         }
-        if (l.is_union) {
-            if (l.size < size)
-                l.size = size;
-        } else {
-            l.offset += size;
-            l.size = l.offset;
-        }
+        place(l, size);
     }
     l.unit_class = 0;
     l.close_pending = false;
@@ -213,13 +220,7 @@ void plain_member(Layout &l, Name *name, Type *type, std::uint16_t attr, bool an
     } else {
         append_member(l, name, type, attr, at);
     }
-    if (l.is_union) {
-        if (l.size < size)
-            l.size = size;
-    } else {
-        l.offset += size;
-        l.size = l.offset;
-    }
+    place(l, size);
 }
 
 void parse_struct_body(Type *t, std::uint16_t attr)
