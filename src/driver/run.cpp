@@ -98,14 +98,11 @@ void translate_unit()
 
 int finish_run(int status)
 {
-    // A run that ends before its outputs were settled settles them now,
-    // so that messages held for the error file reach it.
-    if (!commit_outputs(input_name ? input_name : ""))
+    const char *input = input_name ? input_name : "";
+    if (!settle_output(input))
         status = 1;
-    if (error_file_name && error_stream && error_stream != stderr) {
-        std::fclose(error_stream);
-        error_stream = nullptr;
-    }
+    if (error_file_name && !settle_error_file(input, status != 0))
+        status = 1;
     if (status != 0) {
         if (error_file_name) {
             TextBuffer out;
@@ -116,15 +113,12 @@ int finish_run(int status)
         }
         return 1;
     }
-    if (error_file_name)
-        host_remove(error_file_name);
     return 0;
 }
 
 void abort_run()
 {
-    if (output_file_name && !make_dependencies)
-        close_output();
+    close_output();
     std::fflush(stdout);
     std::exit(finish_run(1));
 }
@@ -163,7 +157,7 @@ int zpc_run(int argc, char **argv, const RunHooks *hooks)
     line_override = 0;
 
     bool opened = open_sources();
-    if (!commit_outputs(input_name) || !opened)
+    if (outputs_refused(input_name) || !opened)
         return finish_run(1);
 
     init_space_names();

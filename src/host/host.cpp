@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cerrno>
 #include <cstring>
+#include <climits>
 #include <dirent.h>
 #include <fcntl.h>
 #include <fnmatch.h>
@@ -74,7 +75,10 @@ std::FILE *host_open(const char *name, const char *mode)
     HostName path(name);
     if (!path.ok || !path.text[0])
         return nullptr;
-    return std::fopen(path.text, mode);
+    std::FILE *stream = std::fopen(path.text, mode);
+    if (stream && mode[0] == 'r' && host_input_opened)
+        host_input_opened(stream, name);
+    return stream;
 }
 
 int host_remove(const char *name)
@@ -117,32 +121,124 @@ bool host_stream_id(std::FILE *stream, HostDirId *id)
     return true;
 }
 
-std::FILE *host_open_for_output(const char *name, bool binary, bool *created)
+namespace {
+
+bool copy_name(char *out, std::size_t size, const char *text, std::size_t length)
 {
-    HostName path(name);
-    *created = false;
-    if (!path.ok || !path.text[0])
-        return nullptr;
-    int fd = ::open(path.text, O_WRONLY | O_CREAT | O_EXCL, 0666);
-    if (fd >= 0)
-        *created = true;
-    else if (errno == EEXIST)
-        fd = ::open(path.text, O_WRONLY);
-    if (fd < 0)
-        return nullptr;
-    std::FILE *stream = ::fdopen(fd, binary ? "wb" : "w");
-    if (!stream)
-        ::close(fd);
-    return stream;
+    if (length >= size)
+        return false;
+    std::memcpy(out, text, length);
+    out[length] = 0;
+    return true;
 }
 
-void host_truncate(std::FILE *stream)
+// The temporary's name: the target's name with a suffix that mkstemp
+// fills in, or a short name in the same directory when that would make
+// the last component longer than the system allows.
+bool temporary_template(const char *target, char *out, std::size_t size)
 {
-    std::fflush(stream);
-    if (::ftruncate(fileno(stream), 0) != 0) {
-        // A device or a pipe has nothing to empty.
+    const char *slash = std::strrchr(target, '/');
+    std::size_t base = std::strlen(slash ? slash + 1 : target);
+    if (base + 12 <= 255) {
+        std::size_t n = std::strlen(target);
+        return copy_name(out, size, target, n) && copy_name(out + n, size - n, ".zpc-XXXXXX", 11);
     }
-    std::rewind(stream);
+    std::size_t dir = slash ? static_cast<std::size_t>(slash - target) + 1 : 0;
+    return copy_name(out, size, target, dir) && copy_name(out + dir, size - dir, ".zpc-XXXXXX", 11);
+}
+
+}  // namespace
+
+void (*host_input_opened)(std::FILE *stream, const char *name) = nullptr;
+
+bool host_begin_output(HostOutput *out, const char *name, bool binary)
+{
+    out->stream = nullptr;
+    out->temporary[0] = 0;
+    out->target_exists = false;
+    if (!host_path(name, out->target, sizeof out->target) || !out->target[0])
+        return false;
+    struct stat st;
+    if (::lstat(out->target, &st) == 0 && S_ISLNK(st.st_mode)) {
+        // The file the link leads to is replaced, not the link.
+        char resolved[PATH_MAX];
+        if (::realpath(out->target, resolved) && !copy_name(out->target, sizeof out->target, resolved, std::strlen(resolved)))
+            return false;
+    }
+    const char *mode = binary ? "w+b" : "w+";
+    mode_t permissions;
+    if (::stat(out->target, &st) == 0) {
+        out->target_exists = true;
+        out->target_id.device = static_cast<std::uint64_t>(st.st_dev);
+        out->target_id.inode = static_cast<std::uint64_t>(st.st_ino);
+        if (S_ISDIR(st.st_mode) || ::access(out->target, W_OK) != 0)
+            return false;
+        if (!S_ISREG(st.st_mode)) {
+            // Nothing to empty and nothing to rename: written as it is.
+            int fd = ::open(out->target, O_WRONLY);
+            if (fd < 0)
+                return false;
+            out->stream = ::fdopen(fd, binary ? "wb" : "w");
+            if (!out->stream)
+                ::close(fd);
+            return out->stream != nullptr;
+        }
+        permissions = st.st_mode & 07777;
+    } else {
+        mode_t mask = ::umask(0);
+        ::umask(mask);
+        permissions = 0666 & ~mask;
+    }
+    if (!temporary_template(out->target, out->temporary, sizeof out->temporary)) {
+        out->temporary[0] = 0;
+        return false;
+    }
+    // mkstemp never takes a name that exists already.
+    int fd = ::mkstemp(out->temporary);
+    if (fd < 0) {
+        out->temporary[0] = 0;
+        return false;
+    }
+    if (::fchmod(fd, permissions) != 0) {
+        // The file keeps mkstemp's owner-only permissions.
+    }
+    out->stream = ::fdopen(fd, mode);
+    if (!out->stream) {
+        ::close(fd);
+        ::unlink(out->temporary);
+        out->temporary[0] = 0;
+        return false;
+    }
+    return true;
+}
+
+bool host_finish_output(HostOutput *out)
+{
+    bool ok = true;
+    if (out->stream) {
+        ok = std::fflush(out->stream) == 0 && !std::ferror(out->stream);
+        ok = std::fclose(out->stream) == 0 && ok;
+        out->stream = nullptr;
+    }
+    if (!out->temporary[0])
+        return ok;
+    if (ok && ::rename(out->temporary, out->target) == 0) {
+        out->temporary[0] = 0;
+        return true;
+    }
+    ::unlink(out->temporary);
+    out->temporary[0] = 0;
+    return false;
+}
+
+void host_discard_output(HostOutput *out)
+{
+    if (out->stream)
+        std::fclose(out->stream);
+    out->stream = nullptr;
+    if (out->temporary[0])
+        ::unlink(out->temporary);
+    out->temporary[0] = 0;
 }
 
 std::FILE *host_memory_stream(char **data, std::size_t *length) { return ::open_memstream(data, length); }

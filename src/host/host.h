@@ -36,12 +36,33 @@ bool host_directory_id(const char *name, HostDirId *id);
 // The same identity for the file an open stream reads or writes.
 bool host_stream_id(std::FILE *stream, HostDirId *id);
 
-// Opens `name` for writing, creating it when missing but leaving what it
-// holds until host_truncate(): a file that turns out to be an input is
-// then still whole. *created tells whether the file is new.
-std::FILE *host_open_for_output(const char *name, bool binary, bool *created);
-// Empties a file opened by host_open_for_output(), from the start.
-void host_truncate(std::FILE *stream);
+// An output file written under a temporary name in the target's own
+// directory and renamed over the target only when the run settles it, so
+// that a file the run still reads is never emptied, and an interrupted or
+// refused run leaves the target as it was. A target that is no regular
+// file (a device, a pipe) is written directly and `temporary` stays empty.
+// The names are host names, kept in the record because the interrupt
+// handler may neither format nor allocate.
+struct HostOutput {
+    std::FILE *stream;
+    char temporary[4096];
+    char target[4096];
+    HostDirId target_id;
+    bool target_exists;  // target_id is that of the file found at the start
+};
+// Sets `out` up for `name` and opens its stream ("w+" so that what was
+// written can be read back). False when the target cannot be written: a
+// directory, a file without write permission, or a directory in which no
+// file can be made.
+bool host_begin_output(HostOutput *out, const char *name, bool binary);
+// Closes the stream, if still open, and renames the temporary over the
+// target. False (and the temporary gone) when writing or renaming failed.
+bool host_finish_output(HostOutput *out);
+// Closes the stream, if still open, and deletes the temporary; the target
+// stays as it was.
+void host_discard_output(HostOutput *out);
+// Called by host_open() for every file opened for reading, when set.
+extern void (*host_input_opened)(std::FILE *stream, const char *name);
 // A stream that collects what is written to it in memory; `data` and
 // `length` follow it after each flush. Free `data` with std::free after
 // closing the stream.

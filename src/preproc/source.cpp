@@ -89,10 +89,6 @@ void close_current_stream()
     current_buffer = nullptr;
 }
 
-// The output file as the system names it, kept for the interrupt handler,
-// which must not format or allocate. Empty when zpc created no file.
-char output_host_name[4096];
-
 std::FILE *open_stream(const char *name)
 {
     // Opening a directory succeeds here and only reading it fails; it is
@@ -113,50 +109,67 @@ void write_cant_create(const char *input, const char *name)
     host_write_stderr("\n");
 }
 
-// The output files are opened without being emptied, and emptied only
-// once the source and the -h headers are open and none of them is one of
-// them: `zpc -o x.c x.c` must not destroy x.c. Until then messages meant
-// for the error file are held in memory.
-struct PendingOutput {
-    std::FILE *stream;
-    HostDirId id;
-    bool has_id;
-    bool created;
-    const char *clash;  // the input it turned out to be; null = none
-};
-PendingOutput pending_output{};
-PendingOutput pending_errors{};
-bool outputs_pending = false;
-char *held_messages = nullptr;
-std::size_t held_length = 0;
+// The output and error files are written under temporary names and put in
+// place when the run is settled, once every file it read is known:
+// `zpc -o inc.h b.c` with b.c including inc.h must neither empty inc.h
+// before it is read nor replace it afterwards.
+HostOutput output_file{};
+HostOutput error_file{};
+bool outputs_open = false;
+const char *output_clash = nullptr;  // the input the target turned out to be
+const char *error_clash = nullptr;
 
-bool open_pending(PendingOutput &p, const char *name, bool binary)
-{
-    p = PendingOutput{};
-    p.stream = host_open_for_output(name, binary, &p.created);
-    if (!p.stream)
-        return false;
-    p.has_id = host_stream_id(p.stream, &p.id);
-    return true;
-}
-
-void check_clash(PendingOutput &p, std::FILE *input, const char *name)
+void check_clash(const HostOutput &out, const char **clash, std::FILE *input, const char *name)
 {
     HostDirId id;
-    if (p.stream && p.has_id && !p.clash && host_stream_id(input, &id) && id.device == p.id.device &&
-        id.inode == p.id.inode)
-        p.clash = keep_text(name);
-}
-
-// Messages held for the error file go to standard error when the run ends
-// before they could be written where they belong.
-void release_held_messages()
-{
-    if (!outputs_pending || !held_messages)
+    if (*clash || !out.target_exists || !host_stream_id(input, &id))
         return;
-    std::fflush(error_stream);
-    host_write_stderr(held_messages, held_length);
-    held_length = 0;
+    if (id.device == out.target_id.device && id.inode == out.target_id.inode)
+        *clash = keep_text(name);
+}
+
+void note_input(std::FILE *stream, const char *name)
+{
+    if (output_file_name && (output_file.stream || output_file.temporary[0]))
+        check_clash(output_file, &output_clash, stream, name);
+    if (error_file_name && (error_file.stream || error_file.temporary[0]))
+        check_clash(error_file, &error_clash, stream, name);
+}
+
+// What was written to the error file's temporary goes to standard error:
+// the file itself will not be written.
+void error_file_to_stderr()
+{
+    std::FILE *stream = error_file.stream;
+    if (!stream)
+        return;
+    std::fflush(stream);
+    if (std::fseek(stream, 0, SEEK_SET) != 0)
+        return;
+    char block[4096];
+    for (std::size_t n; (n = std::fread(block, 1, sizeof block, stream)) > 0;)
+        host_write_stderr(block, n);
+}
+
+void drop_outputs()
+{
+    if (error_stream == error_file.stream && error_file.stream)
+        error_stream = stderr;
+    if (output_stream == output_file.stream && output_file.stream)
+        output_stream = nullptr;
+    host_discard_output(&output_file);
+    host_discard_output(&error_file);
+    outputs_open = false;
+}
+
+// A run that exits on its own ("no memory") before settling its outputs
+// leaves its targets as they were; its messages reach standard error.
+void drop_unsettled_outputs()
+{
+    if (!outputs_open)
+        return;
+    error_file_to_stderr();
+    drop_outputs();
 }
 
 }  // namespace
@@ -165,36 +178,37 @@ bool open_outputs(const char *input, bool output_required)
 {
     static bool exit_hook = false;
     if (!exit_hook) {
-        std::atexit(release_held_messages);
-        // A run that exits on its own ("no memory") still writes what it
-        // had gathered, as a stream would at exit.
+        std::atexit(drop_unsettled_outputs);
+        // A run that exits on its own still writes what it had gathered
+        // to standard output, as a stream would at exit.
         std::atexit(flush_output);
         exit_hook = true;
     }
-    pending_output = pending_errors = PendingOutput{};
+    output_clash = error_clash = nullptr;
     error_stream = stderr;
     if (error_file_name) {
-        if (!open_pending(pending_errors, error_file_name, false)) {
+        if (!host_begin_output(&error_file, error_file_name, false)) {
             write_cant_create(input, error_file_name);
             return false;
         }
-        outputs_pending = true;
-        error_stream = host_memory_stream(&held_messages, &held_length);
-        if (!error_stream)
-            fatal_no_memory();
+        outputs_open = true;
+        error_stream = error_file.stream;
     }
+    host_input_opened = note_input;
     if (output_file_name && !make_dependencies) {
-        if (!open_pending(pending_output, output_file_name, !preprocess_only)) {
+        if (!host_begin_output(&output_file, output_file_name, !preprocess_only)) {
+            drop_outputs();
             write_cant_create(input, output_file_name);
             return false;
         }
-        outputs_pending = true;
-        output_stream = pending_output.stream;
+        outputs_open = true;
+        output_stream = output_file.stream;
         // The intermediate file runs to megabytes: fewer, larger writes.
         std::setvbuf(output_stream, nullptr, _IOFBF, 65536);
         return true;
     }
     if (!preprocess_only && output_required) {
+        drop_outputs();
         report_without_position(input, true);
         host_write_stderr("missing output file name\n");
         return false;
@@ -207,80 +221,76 @@ bool open_outputs(const char *input, bool output_required)
     return true;
 }
 
-bool commit_outputs(const char *input)
+bool outputs_refused(const char *input)
 {
-    if (!outputs_pending)
-        return true;
-    outputs_pending = false;
-    std::FILE *held = error_file_name ? error_stream : nullptr;
-    if (held)
-        std::fflush(held);
-    if (pending_output.clash || pending_errors.clash) {
-        // Nothing is written: what zpc created goes again, what it found
-        // stays as it was, and the held messages go to standard error.
-        for (PendingOutput *p : {&pending_output, &pending_errors}) {
-            if (!p->stream)
-                continue;
-            std::fclose(p->stream);
-            if (p->created)
-                host_remove(p == &pending_output ? output_file_name : error_file_name);
-        }
-        output_stream = nullptr;
-        error_stream = stderr;
-        if (held) {
-            host_write_stderr(held_messages, held_length);
-            std::fclose(held);
-        }
-        std::free(held_messages);
-        held_messages = nullptr;
-        held_length = 0;
-        for (PendingOutput *p : {&pending_output, &pending_errors}) {
-            if (!p->clash)
-                continue;
-            report_without_position(input, true);
-            TextBuffer text;
-            text.append("can't write over input file ");
-            text.append(p == &pending_output ? output_file_name : error_file_name);
-            text.append('\n');
-            host_write_stderr(text.data, text.length);
-        }
-        error_file_name = nullptr;
-        pending_output = pending_errors = PendingOutput{};
+    if (!output_clash && !error_clash)
         return false;
+    // Nothing is written: the targets stay as they were, and the messages
+    // meant for the error file go to standard error.
+    if (error_file_name)
+        error_file_to_stderr();
+    output_buffered = 0;
+    drop_outputs();
+    for (const char *name : {output_clash ? output_file_name : nullptr, error_clash ? error_file_name : nullptr}) {
+        if (!name)
+            continue;
+        report_without_position(input, true);
+        TextBuffer text;
+        text.append("can't write over input file ");
+        text.append(name);
+        text.append('\n');
+        host_write_stderr(text.data, text.length);
     }
-    if (pending_output.stream) {
-        host_truncate(pending_output.stream);
-        host_path(output_file_name, output_host_name, sizeof output_host_name);
-    }
-    if (held) {
-        host_truncate(pending_errors.stream);
-        std::fwrite(held_messages, 1, held_length, pending_errors.stream);
-        std::fclose(held);
-        std::free(held_messages);
-        held_messages = nullptr;
-        held_length = 0;
-        error_stream = pending_errors.stream;
-    }
-    pending_output = pending_errors = PendingOutput{};
+    error_file_name = nullptr;
+    output_clash = error_clash = nullptr;
     return true;
+}
+
+bool settle_output(const char *input)
+{
+    if (outputs_refused(input))
+        return false;
+    if (!output_file.stream && !output_file.temporary[0])
+        return true;
+    flush_output();
+    if (output_stream == output_file.stream)
+        output_stream = nullptr;
+    if (host_finish_output(&output_file))
+        return true;
+    write_cant_create(input, output_file_name);
+    return false;
+}
+
+bool settle_error_file(const char *input, bool keep)
+{
+    outputs_open = false;
+    if (!error_file.stream && !error_file.temporary[0])
+        return true;
+    if (error_stream == error_file.stream)
+        error_stream = nullptr;
+    if (!keep) {
+        host_discard_output(&error_file);
+        host_remove(error_file_name);
+        return true;
+    }
+    if (host_finish_output(&error_file))
+        return true;
+    write_cant_create(input, error_file_name);
+    return false;
 }
 
 void close_output()
 {
     flush_output();
-    if (output_stream && output_stream != stdout)
-        std::fclose(output_stream);
-    else if (output_stream)
+    if (output_stream)
         std::fflush(output_stream);
-    output_stream = nullptr;
-    output_host_name[0] = 0;
 }
 
 void abandon_output()
 {
     output_buffered = 0;
-    if (output_file_name && output_stream && output_stream != stdout)
-        host_abandon_file(output_stream, output_host_name);
+    host_abandon_file(output_file.stream, output_file.temporary);
+    host_abandon_file(error_file.stream, error_file.temporary);
 }
 
 void note_dependency(const char *name)
@@ -333,10 +343,6 @@ bool open_source(const char *name, bool search)
     if (!stream) {
         report("can't open %s", 0, name);
         return false;
-    }
-    if (outputs_pending) {
-        check_clash(pending_output, stream, opened_name);
-        check_clash(pending_errors, stream, opened_name);
     }
     if (current_file) {
         IncludeFrame *frame = static_cast<IncludeFrame *>(allocate(sizeof(IncludeFrame), include_stack));
@@ -580,20 +586,11 @@ void source_reset()
     line_override = 0;
     file_name_override = nullptr;
     flush_output();
+    // A run abandoned before its outputs were settled (a unit test).
+    drop_outputs();
     if (output_stream && output_stream != stdout)
         std::fclose(output_stream);
     output_stream = nullptr;
-    output_host_name[0] = 0;
-    if (outputs_pending && pending_errors.stream) {
-        // A run abandoned before its outputs were settled (a unit test).
-        std::fclose(pending_errors.stream);
-        if (error_stream && error_stream != stderr)
-            std::fclose(error_stream);
-        error_stream = nullptr;
-    }
-    std::free(held_messages);
-    held_messages = nullptr;
-    held_length = 0;
-    outputs_pending = false;
-    pending_output = pending_errors = PendingOutput{};
+    output_clash = error_clash = nullptr;
+    host_input_opened = nullptr;
 }

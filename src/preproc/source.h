@@ -26,17 +26,25 @@ extern std::size_t output_buffered;
 void flush_output();
 
 // Opens the error stream (+e) and the output stream (-o, or standard output
-// under -e and -md, or when `output_required` is false). Returns false after
-// its message when that fails.
+// under -e and -md, or when `output_required` is false). Files are written
+// under temporary names beside their targets until they are settled.
+// Returns false after its message when that fails.
 bool open_outputs(const char *input_name, bool output_required = true);
-// Once the source and the -h headers are open: empties the output and
-// error files, which were opened without being emptied, and writes the
-// messages held for the error file into it. Refuses, after its message,
-// when one of them is one of those inputs; nothing is written then.
-bool commit_outputs(const char *input_name);
-// Closes the output file (when -o named one) and forgets both streams.
+// When a file read in the run is the output or the error file: drops both
+// without touching their targets, sends the messages meant for the error
+// file to standard error, reports "can't write over input file" and
+// forgets the error file. True then.
+bool outputs_refused(const char *input_name);
+// Puts the output file in place (after outputs_refused()). False after its
+// message when it was refused or could not be written.
+bool settle_output(const char *input_name);
+// Puts the error file in place (`keep`) or deletes it; false after its
+// message when it could not be written.
+bool settle_error_file(const char *input_name, bool keep);
+// Writes out what the output holds so far.
 void close_output();
-// The interrupt handler's way out: closes and deletes the output file.
+// The interrupt handler's way out: closes and deletes the temporaries; the
+// targets stay as they were.
 void abandon_output();
 
 // Opens `name` and makes it the current file; with `search` the include

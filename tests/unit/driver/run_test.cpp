@@ -2,10 +2,13 @@
 // the outputs, the end of a run, and the interrupt.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <list>
 #include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
 
 #include "../support.h"
 #include "driver/diagnostics.h"
@@ -17,18 +20,23 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
+// The names in a directory, sorted.
+Strings entries(const std::string &path)
+{
+    Strings names;
+    for (const auto &e : std::filesystem::directory_iterator(path))
+        names.push_back(e.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 class DriverTest : public ::testing::Test {
 protected:
     TempDir dir;
     std::list<Args> kept;  // the option variables point into these
 
     void SetUp() override { zpc_reset(); }
-    void TearDown() override
-    {
-        if (error_stream && error_stream != stderr)
-            std::fclose(error_stream);
-        zpc_reset();
-    }
+    void TearDown() override { zpc_reset(); }
     void parse(std::initializer_list<std::string> items)
     {
         Args &args = kept.emplace_back(items);
@@ -112,10 +120,18 @@ TEST_F(DriverTest, OpenOutputs)
 
     EXPECT_EQ(open_with({"zpc", "-e", "f.c"}, true), "");
     EXPECT_TRUE(output_stream == stdout && error_stream == stderr);
+    // The files are written beside their targets and put in place when the
+    // run is settled; until then the targets are not touched.
+    write_file(err, "old");
     EXPECT_EQ(open_with({"zpc", "-o", out, "+e", err, "f.c"}, true), "");
-    EXPECT_TRUE(file_exists(out) && file_exists(err));
-    close_output();
-    std::fclose(error_stream);
+    EXPECT_FALSE(file_exists(out));
+    EXPECT_EQ(read_file(err), "old");
+    std::fputs("new", error_stream);
+    EXPECT_TRUE(settle_output("m.c"));
+    EXPECT_TRUE(settle_error_file("m.c", true));
+    EXPECT_TRUE(file_exists(out));
+    EXPECT_EQ(read_file(err), "new");
+    EXPECT_EQ(entries(dir.path), (Strings{"err.txt", "out.o"}));
 
     // -md writes the target named by -o to standard output; no file is made.
     const std::string dep = dir / "dep.o";
@@ -130,10 +146,11 @@ TEST_F(DriverTest, OpenOutputs)
 TEST_F(DriverTest, FinishRunHandlesTheErrorFile)
 {
     const std::string err = dir / "err.txt";
+    // A clean run deletes an error file left by an earlier run, and its own.
+    write_file(err, "old");
     open_with({"zpc", "-e", "+e" + err, "f.c"}, true);
-    ASSERT_TRUE(file_exists(err));
     EXPECT_EQ(finish_run(0), 0);
-    EXPECT_FALSE(file_exists(err));
+    EXPECT_EQ(entries(dir.path), Strings{});
 
     open_with({"zpc", "-e", "+e" + err, "f.c"}, true);
     testing::internal::CaptureStderr();
@@ -151,14 +168,14 @@ TEST_F(DriverTest, RunOpensSourcesAndHandlesTheInterrupt)
         write_file(dir / name, "int x;\n");
     Args args{"zpc", "-o", out, source};
     RunHooks hooks{[] {
-                       if (!file_exists(out))  // the output exists while the unit runs
+                       if (file_exists(out))  // the target is made only at the end
                            _exit(3);
                        std::raise(SIGINT);
                        _exit(4);
                    },
                    false};
     EXPECT_EXIT(zpc_run(args.argc, args.argv, &hooks), ::testing::ExitedWithCode(2), "");
-    EXPECT_FALSE(file_exists(out));
+    EXPECT_EQ(entries(dir.path), (Strings{"a.h", "b.h", "m.c"})) << "nothing left behind";
 
     // The input's directory comes after -i and the variable's entries; the
     // headers are found along the search list, the last given opened first.
@@ -174,6 +191,49 @@ TEST_F(DriverTest, RunOpensSourcesAndHandlesTheInterrupt)
     for (SourceFile *f = file_list; f; f = f->next)
         opened.emplace_back(f->name);
     EXPECT_EQ(opened, (Strings{input_name, dir.path + "/b.h", dir.path + "/a.h"}));
+}
+
+// Ctrl-C while the run waits on a header that is a pipe: status 2, the
+// output the run would have made is not there, one that was there before
+// is left as it was, and no temporary stays behind.
+TEST_F(DriverTest, AnInterruptLeavesTheTargetsAsTheyWere)
+{
+    const std::string fifo = dir / "h.h", out = dir / "out.o", err = dir / "err.txt";
+    write_file(dir / "m.c", "int x;\n");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    for (bool existed : {false, true}) {
+        if (existed) {
+            write_file(out, "old output");
+            write_file(err, "old errors");
+        }
+        std::fflush(nullptr);
+        pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            Args args{"zpc", "-h", fifo, "+e" + err, "-o", out, dir / "m.c"};
+            zpc_run(args.argc, args.argv);
+            _exit(5);  // opening the pipe returned: no interrupt came
+        }
+        // The temporaries appear once the handler is in place; the run then
+        // blocks opening the pipe, which has no writer.
+        bool waiting = false;
+        for (int i = 0; i < 500 && !waiting; ++i) {
+            waiting = entries(dir.path).size() == (existed ? 6u : 4u);
+            usleep(10000);
+        }
+        EXPECT_TRUE(waiting);
+        kill(child, SIGINT);
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 2) << status;
+        if (existed) {
+            EXPECT_EQ(read_file(out), "old output");
+            EXPECT_EQ(read_file(err), "old errors");
+            EXPECT_EQ(entries(dir.path), (Strings{"err.txt", "h.h", "m.c", "out.o"}));
+        } else {
+            EXPECT_EQ(entries(dir.path), (Strings{"h.h", "m.c"}));
+        }
+    }
 }
 
 TEST_F(DriverTest, TheSameUnitGivesTheSameBytesInEveryRunAndDirectory)
