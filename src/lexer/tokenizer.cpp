@@ -1,6 +1,8 @@
 #include "lexer/tokenizer.h"
 
 #include <cstring>
+#include <string>
+#include <unordered_set>
 
 #include "decl/names.h"
 #include "driver/diagnostics.h"
@@ -170,6 +172,19 @@ void make_asm_text(Token *t, PpToken *first)
     t->value = reinterpret_cast<std::uintptr_t>(text);
 }
 
+// The intermediate file holds a name of at most 254 characters. A longer
+// identifier is an error where it first appears, rather than a silent cut
+// that would make two names one.
+constexpr std::size_t NAME_LENGTH_MAX = 254;
+std::unordered_set<std::string> long_names;  // each reported once
+
+[[gnu::noinline]] Name *long_name(const PpToken *pp)
+{
+    if (long_names.emplace(pp->text, pp->len).second)
+        report("identifier too long");
+    return intern_name(pp->text, NAME_LENGTH_MAX);
+}
+
 // An identifier's token: a keyword's code, or the interned name.
 [[gnu::noinline]] Token *identifier_token(Token *t, const PpToken *pp)
 {
@@ -180,7 +195,8 @@ void make_asm_text(Token *t, PpToken *first)
         t->code = TK_INLINE;
     } else {
         t->code = TK_IDENT;
-        t->value = reinterpret_cast<std::uintptr_t>(intern_name(pp->text, pp->len));
+        Name *name = pp->len <= NAME_LENGTH_MAX ? intern_name(pp->text, pp->len) : long_name(pp);
+        t->value = reinterpret_cast<std::uintptr_t>(name);
     }
     return t;
 }
@@ -489,4 +505,5 @@ void tokenizer_reset()
     redirected = false;
     resync_code = 0;
     state.current = current_token = nullptr;
+    long_names.clear();
 }
