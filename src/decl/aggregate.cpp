@@ -46,12 +46,16 @@ struct Layout {
 unsigned unit_bits(unsigned unit_class) { return unit_class == 0x10 ? 8 : unit_class == 0x40 ? 32 : 16; }
 
 // A member of `size` bytes takes its room: a union grows to its largest
-// member, a structure to the end of its last.
+// member, a structure to the end of its last. Sizes are kept in 32 bits: a
+// member that would carry the structure past them is refused and takes
+// no room.
 void place(Layout &l, std::uint32_t size)
 {
     if (l.is_union) {
         if (l.size < size)
             l.size = size;
+    } else if (size > 0xFFFFFFFF - l.offset) {
+        report("struct/union too large");
     } else {
         l.offset += size;
         l.size = l.offset;

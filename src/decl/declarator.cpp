@@ -206,6 +206,42 @@ namespace {
     return star;
 }
 
+// The bytes of an array chain counted in 64 bits (held at 2^32 once past
+// 32 bits); 0 while a level's size is not known. The compiler keeps
+// sizes in 32 bits, so an array whose object would not fit is refused
+// where its dimension is read rather than kept with a wrapped size.
+std::uint64_t wide_array_size(const Type *t)
+{
+    constexpr std::uint64_t PAST_32_BITS = 0x100000000;
+    std::uint64_t count = 1;
+    for (; t && t->kind == KIND_ARRAY; t = t->of) {
+        if (t->dim == 0)
+            return 0;
+        count *= t->dim;
+        if (count > PAST_32_BITS)
+            count = PAST_32_BITS;
+    }
+    if (!t)
+        return 0;
+    switch (t->kind) {
+    case KIND_STRUCT:
+    case KIND_UNION:
+        if (!t->members)
+            return 0;
+        break;
+    case KIND_ENUM:
+        if (!t->enumerators && !no_enum_optimization)
+            return 0;
+        break;
+    case KIND_VOID:
+    case KIND_FUNCTION:
+        return 0;
+    default:
+        break;
+    }
+    return count * static_cast<std::uint32_t>(type_size(t));
+}
+
 // Array and function suffixes. Each wraps the type at the current position
 // and becomes the new position, so that a[2][3] is an array of 2 arrays of 3.
 [[gnu::noinline]] void read_suffixes(Symbol *decl)
@@ -227,8 +263,12 @@ namespace {
                 dim = 0;
             }
             array->dim = static_cast<std::uint32_t>(dim);
-            expect(TK_RBRACKET);
             *position = array;
+            if (dim > 0 && wide_array_size(decl->type) > 0xFFFFFFFF) {
+                report("invalid array dimension");
+                array->dim = 0;
+            }
+            expect(TK_RBRACKET);
             position = &array->of;
             container = array;
         } else if (t->code == TK_LPAREN) {
