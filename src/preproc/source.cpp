@@ -289,7 +289,14 @@ void close_output()
 void abandon_output()
 {
     output_buffered = 0;
+    // An interrupted run leaves no output behind: a target from an earlier
+    // run would otherwise look finished to make. A target already seen as
+    // an input of this run is kept, and so is one that is no regular file
+    // (written directly, so it has no temporary).
+    bool remove_target = output_file.temporary[0] && output_file.target_exists && !output_clash;
     host_abandon_file(output_file.stream, output_file.temporary);
+    if (remove_target)
+        host_abandon_file(nullptr, output_file.target);
     host_abandon_file(error_file.stream, error_file.temporary);
 }
 

@@ -193,24 +193,38 @@ TEST_F(DriverTest, RunOpensSourcesAndHandlesTheInterrupt)
     EXPECT_EQ(opened, (Strings{input_name, dir.path + "/b.h", dir.path + "/a.h"}));
 }
 
-// Ctrl-C while the run waits on a header that is a pipe: status 2, the
-// output the run would have made is not there, one that was there before
-// is left as it was, and no temporary stays behind.
-TEST_F(DriverTest, AnInterruptLeavesTheTargetsAsTheyWere)
+// Ctrl-C while the run waits on a header that is a pipe: status 2, no
+// temporary stays behind, and the output file is gone, whether the run
+// would have made it or an earlier run left it; the error file is left as
+// it was. An output file that the run has already read as a header is an
+// input, and stays.
+TEST_F(DriverTest, AnInterruptRemovesTheOutputButNoInput)
 {
     const std::string fifo = dir / "h.h", out = dir / "out.o", err = dir / "err.txt";
-    write_file(dir / "m.c", "int x;\n");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    for (bool existed : {false, true}) {
-        if (existed) {
-            write_file(out, "old output");
+    struct Run {
+        bool existed;     // out.o and err.txt are there before the run
+        bool included;    // m.c reads out.o before it waits on the pipe
+        Strings left;
+    };
+    const Run runs[] = {
+        {false, false, {"h.h", "m.c"}},
+        {true, false, {"err.txt", "h.h", "m.c"}},
+        {true, true, {"err.txt", "h.h", "m.c", "out.o"}},
+    };
+    for (const Run &run : runs) {
+        std::filesystem::remove(out);
+        std::filesystem::remove(err);
+        write_file(dir / "m.c", run.included ? "#include \"out.o\"\n#include \"h.h\"\nint x;\n" : "#include \"h.h\"\nint x;\n");
+        if (run.existed) {
+            write_file(out, "int old;\n");
             write_file(err, "old errors");
         }
         std::fflush(nullptr);
         pid_t child = fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
-            Args args{"zpc", "-h", fifo, "+e" + err, "-o", out, dir / "m.c"};
+            Args args{"zpc", "+e" + err, "-o", out, dir / "m.c"};
             zpc_run(args.argc, args.argv);
             _exit(5);  // opening the pipe returned: no interrupt came
         }
@@ -218,20 +232,22 @@ TEST_F(DriverTest, AnInterruptLeavesTheTargetsAsTheyWere)
         // blocks opening the pipe, which has no writer.
         bool waiting = false;
         for (int i = 0; i < 500 && !waiting; ++i) {
-            waiting = entries(dir.path).size() == (existed ? 6u : 4u);
+            // h.h, m.c, the earlier files and the two temporaries.
+            waiting = entries(dir.path).size() == (run.existed ? 6u : 4u);
             usleep(10000);
         }
         EXPECT_TRUE(waiting);
+        usleep(50000);  // time to read out.o and reach the pipe
         kill(child, SIGINT);
         int status = 0;
         waitpid(child, &status, 0);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 2) << status;
-        if (existed) {
-            EXPECT_EQ(read_file(out), "old output");
+        EXPECT_EQ(entries(dir.path), run.left) << run.existed << run.included;
+        if (run.existed) {
             EXPECT_EQ(read_file(err), "old errors");
-            EXPECT_EQ(entries(dir.path), (Strings{"err.txt", "h.h", "m.c", "out.o"}));
-        } else {
-            EXPECT_EQ(entries(dir.path), (Strings{"h.h", "m.c"}));
+        }
+        if (run.included) {
+            EXPECT_EQ(read_file(out), "int old;\n");
         }
     }
 }
