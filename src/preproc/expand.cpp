@@ -652,14 +652,19 @@ StartResult start_call(PpToken *prev, PpToken *t, Macro *m, int mode)
         t->next = after;
     }
 
-    // The body without its end-of-line token.
+    // The body without its end-of-line token. Its tokens stand where the
+    // name stands, not on the #define line: a name met while an expansion
+    // is rescanned already carries the position of the name in the line.
     PpToken *head = new_pp_token();
     PpToken **tail = &head->next;
     bool hashes = false;
     for (const PpToken *b = m->body; b && b->kind != TK_EOL; b = b->next) {
         hashes |= b->kind == TK_HASH || b->kind == TK_HASHHASH;
-        *tail = copy_token(b);
-        tail = &(*tail)->next;
+        PpToken *c = copy_token(b);
+        c->line = t->line;
+        c->column = t->column;
+        *tail = c;
+        tail = &c->next;
     }
     if (hashes)
         apply_hash_operators(m, head, call.args ? &call : nullptr);
@@ -779,9 +784,9 @@ void step_call(std::size_t index)
             release(f.args);
             f.args = nullptr;
         }
-        // Every token takes the name's place in the source. Inside an
-        // expansion that is redone by the call around it, whose name is
-        // the one that stays; so only a call in the line itself does it.
+        // Every token takes the name's place in the source. The body's
+        // tokens have it already; a call in the line itself also gives it
+        // to the tokens its arguments brought in.
         if (f.mode == 0)
             for (PpToken *r = f.head->next; r; r = r->next) {
                 r->line = f.t->line;
