@@ -108,8 +108,8 @@ struct Writer {
 void write_preprocessed()
 {
     Writer w{output_stream ? output_stream : stdout, comment_removal != 0, comment_removal != 0};
-    while (char *text = read_logical_line(false)) {
-        PpToken *list = process_line(scan_line(text));
+    while (PpToken *scanned = scan_next_line()) {
+        PpToken *list = process_line(scanned);
         if (!list)
             continue;
         if (!make_dependencies)
