@@ -77,11 +77,11 @@ bool is_pasted_comment(const PpToken *t) { return t->len == 2 && t->text[0] == '
         // stand at its line, not at the last token served.
         Token *served = current_token;
         current_token = served ? &line_position : nullptr;
-        char *text = read_logical_line(false);
-        if (text)
-            state.line_list = state.cursor = process_line(scan_line(text));
+        PpToken *scanned = scan_next_line();
+        if (scanned)
+            state.line_list = state.cursor = process_line(scanned);
         current_token = served;
-        if (!text)
+        if (!scanned)
             return nullptr;
     }
 }

@@ -543,6 +543,16 @@ PpToken *process_line(PpToken *list)
     return result;
 }
 
+PpToken *scan_next_line()
+{
+    if (PpToken *list = held_line) {
+        held_line = nullptr;
+        return list;
+    }
+    char *text = read_logical_line(false);
+    return text ? scan_line(text) : nullptr;
+}
+
 void check_open_conditionals()
 {
     if (!cond_stack)

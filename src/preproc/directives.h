@@ -11,6 +11,10 @@
 // -e an active #pragma line (other than asm and endasm) comes back as it
 // is, to be written out.
 PpToken *process_line(PpToken *list);
+// The next logical line, scanned: a directive line held back by macro
+// expansion when there is one, else the next line read. Null at the end
+// of input.
+PpToken *scan_next_line();
 // True outside conditionals and in a group being taken.
 bool is_active();
 // 0 outside an #asm block; 1 after #asm until its first line has been

@@ -16,6 +16,7 @@
 #include "runtime/textbuf.h"
 
 bool in_directive = false;
+PpToken *held_line = nullptr;
 std::int32_t expansion_nesting_limit = EXPANSION_NESTING_DEFAULT;
 
 namespace {
@@ -99,7 +100,10 @@ bool is_pasted_comment(const PpToken *t) { return t->kind == TK_EOL && t->len ==
 
 // Mode 0: a function-like call that runs on past the end of the line pulls
 // in the following lines, each scanned in place of the end-of-line token,
-// until the call's parentheses close (or input ends).
+// until the call's parentheses close (or input ends). A directive line
+// ends the look-ahead: it is held back, whole, and the line loop carries
+// it out once this line has been delivered, so that it acts where it
+// stands and is never read as macro arguments or as text.
 void join_lines(PpToken *name)
 {
     PpToken *before = name;
@@ -109,12 +113,16 @@ void join_lines(PpToken *name)
         if (!q)
             return;
         if (q->kind == TK_EOL) {
-            if (in_directive || q->next || is_pasted_comment(q))
+            if (in_directive || held_line || q->next || is_pasted_comment(q))
                 return;
             char *text = read_logical_line(true);
             if (!text)
                 return;
             PpToken *more = scan_line(text);
+            if (more && more->kind == TK_HASH) {
+                held_line = more;
+                return;
+            }
             // The newline that parted the lines is gone; a blank keeps their
             // tokens apart when the line is written out.
             if (more && more->ws_len == 0) {
@@ -652,14 +660,19 @@ StartResult start_call(PpToken *prev, PpToken *t, Macro *m, int mode)
         t->next = after;
     }
 
-    // The body without its end-of-line token.
+    // The body without its end-of-line token. Its tokens stand where the
+    // name stands, not on the #define line: a name met while an expansion
+    // is rescanned already carries the position of the name in the line.
     PpToken *head = new_pp_token();
     PpToken **tail = &head->next;
     bool hashes = false;
     for (const PpToken *b = m->body; b && b->kind != TK_EOL; b = b->next) {
         hashes |= b->kind == TK_HASH || b->kind == TK_HASHHASH;
-        *tail = copy_token(b);
-        tail = &(*tail)->next;
+        PpToken *c = copy_token(b);
+        c->line = t->line;
+        c->column = t->column;
+        *tail = c;
+        tail = &c->next;
     }
     if (hashes)
         apply_hash_operators(m, head, call.args ? &call : nullptr);
@@ -779,9 +792,9 @@ void step_call(std::size_t index)
             release(f.args);
             f.args = nullptr;
         }
-        // Every token takes the name's place in the source. Inside an
-        // expansion that is redone by the call around it, whose name is
-        // the one that stays; so only a call in the line itself does it.
+        // Every token takes the name's place in the source. The body's
+        // tokens have it already; a call in the line itself also gives it
+        // to the tokens its arguments brought in.
         if (f.mode == 0)
             for (PpToken *r = f.head->next; r; r = r->next) {
                 r->line = f.t->line;
@@ -1027,4 +1040,5 @@ void expansion_reset()
     too_deep = false;
     date_text[0] = time_text[0] = 0;
     in_directive = false;
+    held_line = nullptr;
 }

@@ -80,6 +80,10 @@ std::int32_t option_mask();
 // Set by the directive stage while a directive's handler runs: a call
 // that runs on past the line's end does not read further lines then.
 extern bool in_directive;
+// A directive line met while a call's '(' was looked for on the lines
+// after its name: the line loop takes it before reading another line.
+// Null when there is none.
+extern PpToken *held_line;
 
 // Expands the tokens after `link`; 1 when anything was replaced. Mode 0:
 // a whole line; 1: the first rescan of an expansion, or an argument;

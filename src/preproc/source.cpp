@@ -8,6 +8,7 @@
 #include "driver/diagnostics.h"
 #include "driver/options.h"
 #include "host/host.h"
+#include "lexer/pptoken.h"
 #include "runtime/alloc.h"
 #include "runtime/textbuf.h"
 
@@ -396,8 +397,10 @@ bool refill(std::FILE *stream, ReadBuffer *b)
 
 // Reads one physical line of at most `max` characters into `out`, as a
 // text-mode read does: "\r\n" counts as a newline, which is kept. Returns
-// the number of characters stored, or -1 at the end of the file.
-long read_physical_line(std::FILE *stream, ReadBuffer *b, char *out, std::size_t max)
+// the number of characters stored, or -1 at the end of the file. A NUL
+// would end the logical line early; it reads as a blank, and *nul_at
+// becomes the offset of the first one (it stays -1 when there is none).
+long read_physical_line(std::FILE *stream, ReadBuffer *b, char *out, std::size_t max, long *nul_at)
 {
     std::size_t n = 0;
     while (n < max) {
@@ -412,9 +415,11 @@ long read_physical_line(std::FILE *stream, ReadBuffer *b, char *out, std::size_t
             take = static_cast<std::size_t>(cr - from);
         char *to = out + n;
         std::memcpy(to, from, take);
-        // A NUL would end the logical line early; it reads as a blank.
-        for (char *z = to; (z = static_cast<char *>(std::memchr(z, 0, static_cast<std::size_t>(to + take - z))));)
+        for (char *z = to; (z = static_cast<char *>(std::memchr(z, 0, static_cast<std::size_t>(to + take - z))));) {
+            if (*nul_at < 0)
+                *nul_at = z - out;
             *z++ = ' ';
+        }
         n += take;
         b->pos += take;
         if (cr) {
@@ -502,7 +507,8 @@ char *read_logical_line(bool continuation)
         if (max == 0) {
             too_long = true;
         } else {
-            n = read_physical_line(current_stream, current_buffer, line_buffer + end, max);
+            long nul_at = -1;
+            n = read_physical_line(current_stream, current_buffer, line_buffer + end, max, &nul_at);
             if (n < 0) {
                 if (end_current_file())
                     continue;
@@ -516,6 +522,12 @@ char *read_logical_line(bool continuation)
             ++current_file->line;
             if (line_override_active)
                 ++line_override;
+            // Once a line: a NUL changes the text (a string literal's
+            // among others), so it is not passed over in silence. Skipped
+            // groups may hold anything.
+            if (nul_at >= 0 && !scan_in_skipped_region)
+                report_at(static_cast<std::uint32_t>(current_line()), static_cast<std::uint16_t>(nul_at),
+                          "null character in source");
             if (line_starts.count < LINE_STARTS_MAX)
                 line_starts.offset[line_starts.count++] = static_cast<std::uint32_t>(end - start);
             if (static_cast<std::size_t>(n) == max && line_buffer[end + max - 1] != '\n')
