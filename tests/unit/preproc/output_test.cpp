@@ -70,8 +70,9 @@ TEST_F(PreprocessedTextTest, EveryPairOfTokensReadsBackAsThatPair)
         // A dot before a dot gets its blank all the same, as it cannot be
         // told from the first two dots of "...".
         bool dots = left.back() == '.' && right[0] == '.';
-        if (scanned(left + right + " ;") == want && !dots)
+        if (scanned(left + right + " ;") == want && !dots) {
             EXPECT_EQ(line, left + right + " ;");
+        }
     }
     EXPECT_EQ(at, out.size());
     EXPECT_EQ(messages(), "");
