@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <fcntl.h>
 #include <cstdlib>
 #include <list>
 #include <string>
@@ -228,19 +229,20 @@ TEST_F(DriverTest, AnInterruptRemovesTheOutputButNoInput)
             zpc_run(args.argc, args.argv);
             _exit(5);  // opening the pipe returned: no interrupt came
         }
-        // The temporaries appear once the handler is in place; the run then
-        // blocks opening the pipe, which has no writer.
-        bool waiting = false;
-        for (int i = 0; i < 500 && !waiting; ++i) {
-            // h.h, m.c, the earlier files and the two temporaries.
-            waiting = entries(dir.path).size() == (run.existed ? 6u : 4u);
-            usleep(10000);
+        // The run has reached the pipe once a writer can open it without
+        // waiting; holding it open, the run then waits to read from it.
+        int writer = -1;
+        for (int i = 0; i < 1000 && writer < 0; ++i) {
+            writer = open(fifo.c_str(), O_WRONLY | O_NONBLOCK);
+            if (writer < 0)
+                usleep(5000);
         }
-        EXPECT_TRUE(waiting);
-        usleep(50000);  // time to read out.o and reach the pipe
+        EXPECT_GE(writer, 0);
         kill(child, SIGINT);
         int status = 0;
         waitpid(child, &status, 0);
+        if (writer >= 0)
+            close(writer);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 2) << status;
         EXPECT_EQ(entries(dir.path), run.left) << run.existed << run.included;
         if (run.existed) {
