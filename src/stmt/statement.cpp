@@ -140,6 +140,7 @@ Node *read_test(Stmt *s, const char *missing, const char *invalid)
 struct LoopFacts {
     std::uint32_t start;  // the loop's start stamp
     bool calls;           // the body makes calls
+    bool stores;          // the loop stores to memory (memory_store_count)
     const Node *test;     // for: its test
 };
 
@@ -184,7 +185,9 @@ bool invariant(const Node *n, const LoopFacts &f)
         const Symbol *s = n->symbol;
         if ((s->attr & ATTR_VOLATILE) || (s->flags & SYM_ADDRESSED) || s->set_seq >= f.start)
             return false;
-        return !f.calls || local_storage(s);
+        // A global or static may be changed by a call, or by a store
+        // through a pointer that its own stamp does not see.
+        return !(f.calls || f.stores) || local_storage(s);
     }
     switch (n->op) {
     case OP_COMMA:
@@ -197,7 +200,7 @@ bool invariant(const Node *n, const LoopFacts &f)
     case OP_POSTDEC:
         return false;
     case OP_DEREF:
-        if (f.calls || (n->left->type->kind == KIND_POINTER && (n->left->type->attr & ATTR_VOLATILE)))
+        if (f.calls || f.stores || (n->left->type->kind == KIND_POINTER && (n->left->type->attr & ATTR_VOLATILE)))
             return false;
         return invariant(n->left, f);
     default:
@@ -225,7 +228,7 @@ bool hoistable_assignment(const Node *a, const LoopFacts &f)
         return false;
     if (f.test && uses_symbol(f.test, s))
         return false;
-    if (f.calls && !local_storage(s))
+    if ((f.calls || f.stores) && !local_storage(s))
         return false;
     return invariant(a->right, f);
 }
@@ -324,9 +327,9 @@ Stmt *empty_body(const Stmt *loop)
 // The leading statements of a loop body that can run once before the loop.
 // Returns the new statement to stand in the loop's place (the loop itself,
 // or for a do loop with something moved, a block around it).
-Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, bool calls)
+Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, bool calls, bool stores)
 {
-    LoopFacts f{start, calls, loop->kind == STMT_FOR ? loop->expr : nullptr};
+    LoopFacts f{start, calls, stores, loop->kind == STMT_FOR ? loop->expr : nullptr};
     Stmt *body = loop->body;
     if (!body)
         return loop;
@@ -453,8 +456,13 @@ Stmt **last_statement_slot(Stmt **body)
     return slot;
 }
 
-bool while_to_for(Stmt *loop, Stmt *previous)
+bool while_to_for(Stmt *loop, Stmt *previous, bool labelled)
 {
+    // A continue would run the moved increment, which in the while loop it
+    // skips; and a jump to a label on the loop would run the moved
+    // assignment, which it passes by in the while loop.
+    if (labelled || (loop->flags & STMT_CONTINUED))
+        return false;
     Node *init = previous->expr;
     if (!init || init->op != OP_ASSIGN)
         return false;
@@ -594,11 +602,12 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
 [[gnu::noinline]] Stmt *while_statement(Stmt *s, Stmt *previous)
 {
     s->kind = STMT_WHILE;
+    bool labelled = s->label_no != 0;  // a case or a named label on the loop itself
     ++loop_depth;
     forget_known_values();
     expect(TK_LPAREN);
     std::uint32_t start = ++sequence_counter;
-    std::int32_t calls = call_count;
+    std::int32_t calls = call_count, stores = memory_store_count;
     s->expr = read_test(s, "missing while test expression", "invalid while test type");
     expect(TK_RPAREN);
     bool candidate = previous && previous->kind == STMT_EXPR;
@@ -611,11 +620,12 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     s->body = parse_statement(s, s, nullptr);
     set_end(s);
     bool body_calls = call_count != calls;
+    bool body_stores = memory_store_count != stores;
     bool counted = false;
     if (candidate) {
-        if (while_to_for(s, previous)) {
+        if (while_to_for(s, previous, labelled)) {
             if (s->init && loop_test(s->init, s->expr) == 2)
-                s = hoist_invariants(s, start, body_calls);
+                s = hoist_invariants(s, start, body_calls, body_stores);
             if (Symbol *counter = loop_counter(s->step)) {
                 loops->counter = counter;
                 counted_loop_step(s, loops, body_stamp, operator_count - operators, start, body_calls);
@@ -643,9 +653,8 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     ++loop_depth;
     forget_known_values();
     std::uint32_t start = sequence_counter;
-    std::int32_t calls = call_count;
+    std::int32_t calls = call_count, stores = memory_store_count;
     s->body = parse_statement(s, s, nullptr);
-    bool body_calls = call_count != calls;
     expect(KW_WHILE);
     Token *open = expect(TK_LPAREN);
     s->line2 = open->line;
@@ -660,6 +669,10 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     expect(TK_RPAREN);
     if (s->expr)
         expand_inline_calls(&s->expr, s, true);
+    // The test runs on every trip: what it calls or stores counts with
+    // the body.
+    bool body_calls = call_count != calls;
+    bool body_stores = memory_store_count != stores;
     if (s->body && (s->body->flags & STMT_LABELLED))
         s->flags |= STMT_LABELLED;
     --loop_depth;
@@ -667,7 +680,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     set_end(s);
     Stmt *result = s;
     if (!is_zero_constant(s->expr))
-        result = hoist_invariants(s, start, body_calls);
+        result = hoist_invariants(s, start, body_calls, body_stores);
     forget_known_values();
     return result;
 }
@@ -683,7 +696,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     forget_known_values();
     ++loop_depth;
     std::uint32_t start = ++sequence_counter;
-    std::int32_t calls = call_count;
+    std::int32_t calls = call_count, stores = memory_store_count;
     s->expr = statement_expression(s, true);
     if (s->expr && !make_condition(&s->expr))
         report_plain("invalid for test type");
@@ -702,10 +715,11 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     s->body = parse_statement(s, s, nullptr);
     set_end(s);
     bool body_calls = call_count != calls;
+    bool body_stores = memory_store_count != stores;
     if (s->body->flags & STMT_LABELLED)
         s->flags |= STMT_LABELLED;
     if (s->init && s->expr && loop_test(s->init, s->expr) == 2)
-        s = hoist_invariants(s, start, body_calls);
+        s = hoist_invariants(s, start, body_calls, body_stores);
     if (counter) {
         counted_loop_step(s, loops, body_stamp, operator_count - operators, start, body_calls);
         pop_loop();
@@ -828,6 +842,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
         tail = &line->next;
     }
     ++operator_count;
+    ++memory_store_count;  // assembly may store anywhere
 }
 
 }  // namespace
