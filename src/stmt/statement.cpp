@@ -33,6 +33,10 @@ RecordPool stmt_pool = record_pool<Stmt>();
 // the search for the place of the next one starts there.
 Symbol **current_cases = nullptr;
 Symbol *last_case = nullptr;
+// The case entries of that table (the default not counted). The output
+// gives a switch's count a half word: one more case is an error.
+std::uint32_t case_count = 0;
+constexpr std::uint32_t MAX_CASES = 0xFFFF;
 
 // Loops that may become counted loops.
 struct LoopRecord {
@@ -795,9 +799,11 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     expect(TK_RPAREN);
     Symbol **saved = current_cases;
     Symbol *saved_last = last_case;
+    std::uint32_t saved_count = case_count;
     s->cases = nullptr;
     current_cases = &s->cases;
     last_case = nullptr;
+    case_count = 0;
     s->body = parse_statement(continue_target, s, nullptr);
     if (s->body->flags & STMT_LABELLED)
         s->flags |= STMT_LABELLED;
@@ -809,6 +815,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     }
     current_cases = saved;
     last_case = saved_last;
+    case_count = saved_count;
     return s;
 }
 
@@ -879,6 +886,11 @@ void add_case(std::uint8_t kind, std::int32_t value, Stmt *stmt)
         }
         if (static_cast<std::int32_t>(e->value) > value)
             break;
+    }
+    if (kind == SC_CASE && ++case_count > MAX_CASES) {
+        if (case_count == MAX_CASES + 1)
+            report("too many cases in switch");
+        return;
     }
     Symbol *entry = new_symbol(slot, nullptr, kind, nullptr);
     entry->value = static_cast<std::uint32_t>(value);
@@ -1072,6 +1084,7 @@ void statements_begin_function()
 {
     current_cases = nullptr;
     last_case = nullptr;
+    case_count = 0;
     while (loops)
         pop_loop();
     function.blocks = nullptr;
@@ -1100,6 +1113,7 @@ void statements_reset()
     }
     current_cases = nullptr;
     last_case = nullptr;
+    case_count = 0;
     tail_call_count = 0;
     function = FunctionState{};
     function_body_hook = nullptr;
