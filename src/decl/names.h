@@ -65,6 +65,17 @@ public:
         return long_.insert(name).second;
     }
 
+    bool contains(const Name *name) const
+    {
+        if (count_ < SHORT) {
+            for (std::size_t i = 0; i < count_; ++i)
+                if (short_[i] == name)
+                    return true;
+            return false;
+        }
+        return long_.count(name) != 0;
+    }
+
 private:
     static constexpr std::size_t SHORT = 16;
     const Name *short_[SHORT];

@@ -446,12 +446,14 @@ Node *check_unary(Node *node)
 Node *check_member_address(Node *node) { return check_address(node, true); }
 
 std::uint32_t sequence_counter = 0;
+std::int32_t memory_store_count = 0;
 std::int32_t conditional_depth = 0;
 std::int32_t conditional_operand_depth = 0;
 
 void check_reset()
 {
     sequence_counter = 0;
+    memory_store_count = 0;
     conditional_depth = 0;
     conditional_operand_depth = 0;
 }
@@ -604,12 +606,18 @@ Node *check_assignment(Node *node)
     }
     // The increments follow the rules of `+=` and `-=`.
     unsigned op = node->op == OP_POSTINC ? OP_ADDASG : node->op == OP_POSTDEC ? OP_SUBASG : node->op;
+    bool private_local = false;
     if (target->op == OP_LEAF && (target->leaf & LEAF_SYMBOL)) {
         Symbol *s = target->symbol;
         s->prev_set_seq = s->set_seq;
         s->set_seq = ++sequence_counter;
         s->flags |= SYM_ASSIGNED;
+        private_local = !(s->flags & SYM_ADDRESSED) &&
+                        (s->sclass == SC_AUTO || s->sclass == SC_REGISTER || s->sclass == SC_ARGUMENT ||
+                         s->sclass == SC_REGARG);
     }
+    if (!private_local)
+        ++memory_store_count;
     node->right = fetch_value(&node->right);
     track_assignment(node);
     if (check_level != 0)

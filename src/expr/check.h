@@ -14,6 +14,11 @@ struct Type;
 // of `&&` and `||`, the third of `?:`); the conditional-operand depth from
 // a `?` until its `?:` node is checked.
 extern std::uint32_t sequence_counter;
+// Stores that may reach memory another expression reads: every assignment
+// whose target is not a local variable (automatic or argument) whose
+// address was never taken. The loops compare it before and after their
+// body, as they do the call counter.
+extern std::int32_t memory_store_count;
 extern std::int32_t conditional_depth;
 extern std::int32_t conditional_operand_depth;
 // The counters back to their initial state.

@@ -158,16 +158,21 @@ void prepare_statement(Stmt *stmt)
     // The walk reaches every block to lay out its locals. Folding of the
     // finished trees, the removal of dead branches and the simplification
     // of switches are not built yet: the statements stay as they were read.
+    // A block's end puts back the frame offset and the pending hole of its
+    // start: a hole left by the block's own alignment lies inside the
+    // space its siblings reuse, so it must not outlive the block.
     struct Item {
         Stmt *s;
         std::int32_t restore;  // a block's frame offset to return to, or 1
+        std::int32_t hole;     // with it, the hole pending at the block's start
     };
-    std::vector<Item> work{{stmt, 1}};
+    std::vector<Item> work{{stmt, 1, 0}};
     while (!work.empty()) {
         Item item = work.back();
         work.pop_back();
         if (item.restore <= 0) {
             frame_offset = item.restore;
+            pending_hole = item.hole;
             continue;
         }
         Stmt *s = item.s;
@@ -175,7 +180,7 @@ void prepare_statement(Stmt *stmt)
             continue;
         switch (s->kind) {
         case STMT_BLOCK:
-            work.push_back({nullptr, frame_offset});
+            work.push_back({nullptr, frame_offset, pending_hole});
             lay_out_locals(s);
             {
                 // The block's statements go on in reverse, so that the first
@@ -185,12 +190,12 @@ void prepare_statement(Stmt *stmt)
                 for (Stmt *t = s->body; t; t = t->next)
                     list.push_back(t);
                 for (auto t = list.rbegin(); t != list.rend(); ++t)
-                    work.push_back({*t, 1});
+                    work.push_back({*t, 1, 0});
             }
             break;
         case STMT_IF:
-            work.push_back({s->other, 1});
-            work.push_back({s->body, 1});
+            work.push_back({s->other, 1, 0});
+            work.push_back({s->body, 1, 0});
             break;
         case STMT_PASS:
         case STMT_DO:
@@ -198,7 +203,7 @@ void prepare_statement(Stmt *stmt)
         case STMT_WHILE:
         case STMT_SWITCH:
         case STMT_COUNTED:
-            work.push_back({s->body, 1});
+            work.push_back({s->body, 1, 0});
             break;
         default:
             break;

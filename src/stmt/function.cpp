@@ -369,7 +369,13 @@ bool old_style_declarations(Type *ftype)
 {
     bool any = false;
     Symbol spec{};
+    // The names of the identifier list, filled when the first declaration
+    // comes: each declarator asks it once.
+    NameSet listed_names;
     while (parse_specifiers(&spec, PARAMETER_CLASSES)) {
+        if (!any)
+            for (Symbol *p = ftype->params; p; p = p->next)
+                listed_names.insert(p->name);
         any = true;
         bool implicit = implicit_int, warned = false;
         for (;;) {
@@ -381,12 +387,9 @@ bool old_style_declarations(Type *ftype)
                 warned = true;
             }
             adjust_parameter(&decl);
-            bool listed = false;
-            for (Symbol *p = ftype->params; p; p = p->next)
-                listed |= p->name == decl.name;
             if (!decl.name) {
                 report("missing argument name");
-            } else if (!listed) {
+            } else if (!listed_names.contains(decl.name)) {
                 report_name("%.*s not an argument", decl.name);
             } else {
                 std::uint8_t sclass = decl.sclass == SC_REGISTER ? SC_REGARG : SC_ARGUMENT;
@@ -485,10 +488,12 @@ bool function_definition(Symbol *sym, std::uint32_t start_line)
                 report("bad function declaration");
             return no_body(sym);
         }
-        // Each parameter in list order: its declaration, or an int.
-        Symbol *declarations = ident_list;
+        // Each parameter in list order: its declaration, or an int. The
+        // list's names are distinct, so an int entered for one parameter
+        // is never found for another, and the search can start at the
+        // newest symbol (a lookup by name, not a walk of the scope).
         for (Symbol *p = ftype->params; p; p = p->next) {
-            Symbol *a = find_symbol(p->name, declarations, ident_scope);
+            Symbol *a = find_symbol(p->name, ident_list, ident_scope);
             if (!a) {
                 a = new_symbol(&ident_list, p->name, SC_ARGUMENT, &type_int);
                 a->attr = apply_default_attributes(0, SC_ARGUMENT, 0);

@@ -33,6 +33,10 @@ RecordPool stmt_pool = record_pool<Stmt>();
 // the search for the place of the next one starts there.
 Symbol **current_cases = nullptr;
 Symbol *last_case = nullptr;
+// The case entries of that table (the default not counted). The output
+// gives a switch's count a half word: one more case is an error.
+std::uint32_t case_count = 0;
+constexpr std::uint32_t MAX_CASES = 0xFFFF;
 
 // Loops that may become counted loops.
 struct LoopRecord {
@@ -140,6 +144,7 @@ Node *read_test(Stmt *s, const char *missing, const char *invalid)
 struct LoopFacts {
     std::uint32_t start;  // the loop's start stamp
     bool calls;           // the body makes calls
+    bool stores;          // the loop stores to memory (memory_store_count)
     const Node *test;     // for: its test
 };
 
@@ -184,7 +189,9 @@ bool invariant(const Node *n, const LoopFacts &f)
         const Symbol *s = n->symbol;
         if ((s->attr & ATTR_VOLATILE) || (s->flags & SYM_ADDRESSED) || s->set_seq >= f.start)
             return false;
-        return !f.calls || local_storage(s);
+        // A global or static may be changed by a call, or by a store
+        // through a pointer that its own stamp does not see.
+        return !(f.calls || f.stores) || local_storage(s);
     }
     switch (n->op) {
     case OP_COMMA:
@@ -197,7 +204,7 @@ bool invariant(const Node *n, const LoopFacts &f)
     case OP_POSTDEC:
         return false;
     case OP_DEREF:
-        if (f.calls || (n->left->type->kind == KIND_POINTER && (n->left->type->attr & ATTR_VOLATILE)))
+        if (f.calls || f.stores || (n->left->type->kind == KIND_POINTER && (n->left->type->attr & ATTR_VOLATILE)))
             return false;
         return invariant(n->left, f);
     default:
@@ -225,7 +232,7 @@ bool hoistable_assignment(const Node *a, const LoopFacts &f)
         return false;
     if (f.test && uses_symbol(f.test, s))
         return false;
-    if (f.calls && !local_storage(s))
+    if ((f.calls || f.stores) && !local_storage(s))
         return false;
     return invariant(a->right, f);
 }
@@ -324,9 +331,9 @@ Stmt *empty_body(const Stmt *loop)
 // The leading statements of a loop body that can run once before the loop.
 // Returns the new statement to stand in the loop's place (the loop itself,
 // or for a do loop with something moved, a block around it).
-Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, bool calls)
+Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, bool calls, bool stores)
 {
-    LoopFacts f{start, calls, loop->kind == STMT_FOR ? loop->expr : nullptr};
+    LoopFacts f{start, calls, stores, loop->kind == STMT_FOR ? loop->expr : nullptr};
     Stmt *body = loop->body;
     if (!body)
         return loop;
@@ -453,8 +460,13 @@ Stmt **last_statement_slot(Stmt **body)
     return slot;
 }
 
-bool while_to_for(Stmt *loop, Stmt *previous)
+bool while_to_for(Stmt *loop, Stmt *previous, bool labelled)
 {
+    // A continue would run the moved increment, which in the while loop it
+    // skips; and a jump to a label on the loop would run the moved
+    // assignment, which it passes by in the while loop.
+    if (labelled || (loop->flags & STMT_CONTINUED))
+        return false;
     Node *init = previous->expr;
     if (!init || init->op != OP_ASSIGN)
         return false;
@@ -594,11 +606,12 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
 [[gnu::noinline]] Stmt *while_statement(Stmt *s, Stmt *previous)
 {
     s->kind = STMT_WHILE;
+    bool labelled = s->label_no != 0;  // a case or a named label on the loop itself
     ++loop_depth;
     forget_known_values();
     expect(TK_LPAREN);
     std::uint32_t start = ++sequence_counter;
-    std::int32_t calls = call_count;
+    std::int32_t calls = call_count, stores = memory_store_count;
     s->expr = read_test(s, "missing while test expression", "invalid while test type");
     expect(TK_RPAREN);
     bool candidate = previous && previous->kind == STMT_EXPR;
@@ -611,11 +624,12 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     s->body = parse_statement(s, s, nullptr);
     set_end(s);
     bool body_calls = call_count != calls;
+    bool body_stores = memory_store_count != stores;
     bool counted = false;
     if (candidate) {
-        if (while_to_for(s, previous)) {
+        if (while_to_for(s, previous, labelled)) {
             if (s->init && loop_test(s->init, s->expr) == 2)
-                s = hoist_invariants(s, start, body_calls);
+                s = hoist_invariants(s, start, body_calls, body_stores);
             if (Symbol *counter = loop_counter(s->step)) {
                 loops->counter = counter;
                 counted_loop_step(s, loops, body_stamp, operator_count - operators, start, body_calls);
@@ -643,9 +657,8 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     ++loop_depth;
     forget_known_values();
     std::uint32_t start = sequence_counter;
-    std::int32_t calls = call_count;
+    std::int32_t calls = call_count, stores = memory_store_count;
     s->body = parse_statement(s, s, nullptr);
-    bool body_calls = call_count != calls;
     expect(KW_WHILE);
     Token *open = expect(TK_LPAREN);
     s->line2 = open->line;
@@ -660,6 +673,10 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     expect(TK_RPAREN);
     if (s->expr)
         expand_inline_calls(&s->expr, s, true);
+    // The test runs on every trip: what it calls or stores counts with
+    // the body.
+    bool body_calls = call_count != calls;
+    bool body_stores = memory_store_count != stores;
     if (s->body && (s->body->flags & STMT_LABELLED))
         s->flags |= STMT_LABELLED;
     --loop_depth;
@@ -667,7 +684,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     set_end(s);
     Stmt *result = s;
     if (!is_zero_constant(s->expr))
-        result = hoist_invariants(s, start, body_calls);
+        result = hoist_invariants(s, start, body_calls, body_stores);
     forget_known_values();
     return result;
 }
@@ -683,7 +700,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     forget_known_values();
     ++loop_depth;
     std::uint32_t start = ++sequence_counter;
-    std::int32_t calls = call_count;
+    std::int32_t calls = call_count, stores = memory_store_count;
     s->expr = statement_expression(s, true);
     if (s->expr && !make_condition(&s->expr))
         report_plain("invalid for test type");
@@ -702,10 +719,11 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     s->body = parse_statement(s, s, nullptr);
     set_end(s);
     bool body_calls = call_count != calls;
+    bool body_stores = memory_store_count != stores;
     if (s->body->flags & STMT_LABELLED)
         s->flags |= STMT_LABELLED;
     if (s->init && s->expr && loop_test(s->init, s->expr) == 2)
-        s = hoist_invariants(s, start, body_calls);
+        s = hoist_invariants(s, start, body_calls, body_stores);
     if (counter) {
         counted_loop_step(s, loops, body_stamp, operator_count - operators, start, body_calls);
         pop_loop();
@@ -781,9 +799,11 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     expect(TK_RPAREN);
     Symbol **saved = current_cases;
     Symbol *saved_last = last_case;
+    std::uint32_t saved_count = case_count;
     s->cases = nullptr;
     current_cases = &s->cases;
     last_case = nullptr;
+    case_count = 0;
     s->body = parse_statement(continue_target, s, nullptr);
     if (s->body->flags & STMT_LABELLED)
         s->flags |= STMT_LABELLED;
@@ -795,6 +815,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     }
     current_cases = saved;
     last_case = saved_last;
+    case_count = saved_count;
     return s;
 }
 
@@ -828,6 +849,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
         tail = &line->next;
     }
     ++operator_count;
+    ++memory_store_count;  // assembly may store anywhere
 }
 
 }  // namespace
@@ -864,6 +886,11 @@ void add_case(std::uint8_t kind, std::int32_t value, Stmt *stmt)
         }
         if (static_cast<std::int32_t>(e->value) > value)
             break;
+    }
+    if (kind == SC_CASE && ++case_count > MAX_CASES) {
+        if (case_count == MAX_CASES + 1)
+            report("too many cases in switch");
+        return;
     }
     Symbol *entry = new_symbol(slot, nullptr, kind, nullptr);
     entry->value = static_cast<std::uint32_t>(value);
@@ -1057,6 +1084,7 @@ void statements_begin_function()
 {
     current_cases = nullptr;
     last_case = nullptr;
+    case_count = 0;
     while (loops)
         pop_loop();
     function.blocks = nullptr;
@@ -1085,6 +1113,7 @@ void statements_reset()
     }
     current_cases = nullptr;
     last_case = nullptr;
+    case_count = 0;
     tail_call_count = 0;
     function = FunctionState{};
     function_body_hook = nullptr;

@@ -59,11 +59,14 @@ std::string repeat(const std::string &piece, int n)
 
 TEST_F(StatementTest, HostileBodiesEndCleanly)
 {
-    std::string ascending, descending;
+    std::string ascending, descending, widest;
     for (int i = 0; i < 10000; ++i) {
         ascending += "case " + std::to_string(i) + ": g = 1; break;\n";
         descending += "case " + std::to_string(5000 - i) + ":\n";
     }
+    // The most cases a switch can have, on one statement.
+    for (int i = 0; i < 65535; ++i)
+        widest += "case " + std::to_string(i) + ":\n";
     const char *done = "";
     struct Shape {
         std::string body;
@@ -79,6 +82,11 @@ TEST_F(StatementTest, HostileBodiesEndCleanly)
         {"switch (g) {\n" + descending + "g = 2; }\n", done, 10000},
         {"switch (g) {\n" + ascending + "case 17: default: default: ; }\n", "duplicate case\nduplicate default\n",
          10001},
+        // One case more than the output can count is an error, once; the
+        // default does not count, and neither does a nested switch's case.
+        {"switch (g) {\n" + widest + "default: g = 1; }\n", done, 65536},
+        {"switch (g) {\n" + widest + "case 65535: case 65536: g = 1; }\n", "too many cases in switch\n", 65535},
+        {"switch (g) {\n" + widest + "switch (g) { case 65535: ; } }\n", done, 65535},
         {"l: g++;\n" + repeat("goto l;\n", 10000), done, 0},
         // Both stand at the closing brace: the second is a repeat there.
         {"goto nowhere;\n" + repeat("goto l;\n", 10000), "undefined label l\n", 0},
