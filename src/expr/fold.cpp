@@ -764,9 +764,23 @@ namespace {
 
 Node *address_base(Node *p)
 {
-    while (p->op == OP_ADD)
+    while (p->op == OP_ADD) {
+        if (p->flags & NODE_BASE_KNOWN)
+            return p->value_node;
         p = p->left;
+    }
     return is_address_value(p) ? p : nullptr;
+}
+
+// The addition `node` stays: what lies at the foot of its chain is
+// remembered for the additions built on top of it.
+Node *remember_base(Node *node, Node *base)
+{
+    if (node->op == OP_ADD) {
+        node->value_node = base;
+        node->flags |= NODE_BASE_KNOWN;
+    }
+    return node;
 }
 
 // A plain number as a pointer: @tiny while it fits a byte, not beyond.
@@ -815,7 +829,7 @@ Node *fold_pointer_arithmetic(Node *node)
             adjust_tiny_space(base);
             return p;
         }
-        return node;
+        return remember_base(node, nullptr);
     }
     Node *base = address_base(p);
     if (add && base && !is_struct_argument(base) && !(r->flags & NODE_RETYPED)) {
@@ -840,7 +854,7 @@ Node *fold_pointer_arithmetic(Node *node)
     if ((p->type->attr & ATTR_SPACE) == SPACE_FAR && (r->op == OP_MUL || r->op == OP_SHL) && r->type->kind == KIND_INT &&
         r->left->type->kind == KIND_UCHAR && is_int_constant(r->right) && static_cast<std::int32_t>(r->right->value) > 0)
         r->type = &type_uint;
-    return node;
+    return remember_base(node, base);
 }
 
 // ---- Assignments ----
