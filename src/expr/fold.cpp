@@ -901,7 +901,12 @@ Node *fold_assignment(Node *node)
             }
         } else if (c == 0xFFFFFFFFu) {
             switch (op) {
-            case OP_MULASG: case OP_DIVASG:
+            case OP_DIVASG:
+                // Divided as unsigned, u / -1 is u / 65535u: no negation.
+                if (is_unsigned_type(higher_type(binary_promoted_type(target->type), binary_promoted_type(value->type))))
+                    break;
+                [[fallthrough]];
+            case OP_MULASG:
                 node->op = OP_ASSIGN;
                 node->right = checked_unary(OP_NEG, copy_tree(target));
                 return node;
