@@ -502,7 +502,7 @@ bool c_value(const std::vector<VarExpr> &nodes, int n, const std::uint32_t *vars
     switch (e.op) {
     case ADD: exact = sa + sb; v = a + b; break;
     case SUB: exact = sa - sb; v = a - b; break;
-    case MUL: exact = sa * sb; v = a * b; break;
+    case MUL: exact = is_signed ? sa * sb : 0; v = a * b; break;
     case DIV:
     case MOD:
         if (b == 0)
