@@ -9,10 +9,10 @@
 #include "expr/tree.h"
 #include "lexer/constants.h"
 
-std::uint32_t reduce_value(std::uint32_t value, unsigned kind)
+namespace {
+
+std::uint32_t reduce_to_width(std::uint32_t value, unsigned kind)
 {
-    if (no_const_cast)
-        return value;
     switch (kind) {
     case KIND_CHAR:
         return static_cast<std::uint32_t>(static_cast<std::int32_t>(static_cast<std::int8_t>(value & 0xFF)));
@@ -28,6 +28,10 @@ std::uint32_t reduce_value(std::uint32_t value, unsigned kind)
         return value;
     }
 }
+
+}  // namespace
+
+std::uint32_t reduce_value(std::uint32_t value, unsigned kind) { return no_const_cast ? value : reduce_to_width(value, kind); }
 
 void reduce_to_type(Node *leaf, const Type *type) { leaf->value = reduce_value(leaf->value, type->kind); }
 
@@ -169,7 +173,7 @@ bool is_unsigned_type(const Type *t) { return is_integer_kind(t->kind) && (t->ki
 
 Node *become_int_constant(Node *node, std::uint32_t value, Type *type)
 {
-    node = make_int_constant(node, static_cast<std::int32_t>(value));
+    node = make_int_constant(node, static_cast<std::int32_t>(reduce_value(value, type->kind)));
     node->type = type;
     return node;
 }
@@ -249,9 +253,42 @@ std::uint32_t log2_of(std::uint32_t v)
     return n;
 }
 
+// Whether a constant of `kind` stands for `value` itself: an int holds
+// -32768 to 32767, an unsigned int 0 to 65535.
+bool holds_value(std::uint32_t value, unsigned kind) { return reduce_to_width(value, kind) == value; }
+
+// `leaf`, a constant of an operation of type `t`, takes `value` computed
+// in `t`. It keeps its own type where that holds the value; where it does
+// not and `t` is wider, it takes `t`: 20000 + 15000 added to a long is the
+// long 35000, not the int -30536. Returns the value stored.
+std::uint32_t store_combined(Node *leaf, std::uint32_t value, Type *t)
+{
+    if (type_size(t) > type_size(leaf->type) && !holds_value(value, leaf->type->kind))
+        leaf->type = t;
+    leaf->value = reduce_value(value, leaf->type->kind);
+    return leaf->value;
+}
+
 bool is_zero(const Node *n)
 {
     return (is_int_constant(n) && n->value == 0) || (is_float_constant(n) && float_constant_value(n) == 0.0);
+}
+
+// The type of the 0 that `x * 0`, `x & 0` or `x % 1` leaves: the
+// operation's own integer type, so that an unsigned or long operation
+// stays one for the operators around it (`(ul * 0) - 1` is ULONG_MAX, not
+// -1); int for a floating operation.
+Type *zero_type_of(Type *t) { return is_integer_kind(t->kind) ? t : &type_int; }
+
+// The operand of a rewrite into `-x`, `~x` or `x` that stands for an
+// operation of type `t`: converted to `t` when its promotion gives another
+// integer type, so that `u * -1L` negates a long and `i ^ 65535u` is
+// complemented as an unsigned int.
+Node *in_type(Node *x, Type *t)
+{
+    if (!is_integer_kind(t->kind) || !is_integer_kind(x->type->kind) || binary_promoted_type(x->type)->kind == t->kind)
+        return x;
+    return convert_to(x, t);
 }
 
 Node *as_rvalue(Node *n)
@@ -318,6 +355,11 @@ Node *rewrite_algebra(Node *node)
 {
     unsigned op = node->op;
     Node *l = node->left, *r = node->right;
+    // The rewrites that move an operator out of both operands compute it in
+    // the other width when the operands' widths differ: ~u & ~l is not
+    // ~(u | l), (u << 2) & (ul << 2) is not (ul & u) << 2, and
+    // u * 65535L - u * 65535u is not u * 0.
+    bool same_width = type_size(l->type) == type_size(r->type);
     if (op == OP_AND || op == OP_OR) {
         const Node *x = nullptr;
         if (r->op == OP_COMPL && (same_tree(l, r->left, true) || same_tree(l, complemented(r), true)))
@@ -328,7 +370,7 @@ Node *rewrite_algebra(Node *node)
             Type *t = binary_promoted_type(x->type);
             return become_int_constant(node, reduce_value(op == OP_AND ? 0 : 0xFFFFFFFFu, t->kind), t);
         }
-        if (l->op == OP_COMPL && r->op == OP_COMPL) {
+        if (l->op == OP_COMPL && r->op == OP_COMPL && same_width) {
             node->op = op == OP_AND ? OP_OR : OP_AND;
             node->left = l->left;
             node->right = r->left;
@@ -336,13 +378,13 @@ Node *rewrite_algebra(Node *node)
             return check_unary(l);
         }
     }
-    if ((op == OP_ADD || op == OP_SUB) && l->op == OP_NEG && r->op == OP_NEG) {
+    if ((op == OP_ADD || op == OP_SUB) && l->op == OP_NEG && r->op == OP_NEG && same_width) {
         node->left = l->left;
         node->right = r->left;
         l->left = check_binary(node);
         return check_unary(l);
     }
-    if ((op == OP_MUL || op == OP_DIV) && l->op == OP_NEG && r->op == OP_NEG) {
+    if ((op == OP_MUL || op == OP_DIV) && l->op == OP_NEG && r->op == OP_NEG && same_width) {
         node->left = l->left;
         node->right = r->left;
         return check_binary(node);
@@ -354,11 +396,11 @@ Node *rewrite_algebra(Node *node)
         return check_binary(node);
     }
     unsigned inner = (op == OP_ADD || op == OP_SUB) ? OP_MUL : (op == OP_OR || op == OP_XOR) ? OP_AND : op == OP_AND ? OP_OR : 0;
-    if (inner && l->op == inner && r->op == inner)
+    if (inner && l->op == inner && r->op == inner && same_width)
         if (Node *result = take_out_factor(node))
             return result;
     if ((op == OP_AND || op == OP_OR || op == OP_XOR) && (l->op == OP_SHL || l->op == OP_SHR) && r->op == l->op &&
-        same_tree(l->right, r->right, true)) {
+        same_width && same_tree(l->right, r->right, true)) {
         node->left = l->left;
         node->right = r->left;
         l->left = check_binary(node);
@@ -419,7 +461,7 @@ Node *fold_constant_right(Node *node)
             return node;
         case OP_MUL:
         case OP_AND:
-            return become_int_constant(node, 0, &type_int);
+            return become_int_constant(node, 0, zero_type_of(t));
         default:
             return converted_rvalue(l, t);
         }
@@ -427,17 +469,15 @@ Node *fold_constant_right(Node *node)
     // (k - x) + c is (k + c) - x.
     if (additive && l->op == OP_SUB && is_int_constant(l->left) && types_compatible(l->left->type, r->type)) {
         Node *k = l->left;
-        std::uint32_t sum = reduce_value(op == OP_ADD ? k->value + c : k->value - c, k->type->kind);
-        if (sum == 0)
-            return checked_unary(OP_NEG, l->right);
-        k->value = sum;
+        if (store_combined(k, op == OP_ADD ? k->value + c : k->value - c, t) == 0)
+            return checked_unary(OP_NEG, in_type(l->right, t));
         return l;
     }
     if (c == 1) {
         if (op == OP_DIV || op == OP_MUL)
             return converted_rvalue(l, t);
         if (op == OP_MOD)
-            return become_int_constant(node, 0, &type_int);
+            return become_int_constant(node, 0, zero_type_of(t));
     }
     if (c == 0xFFFFFFFFu) {
         switch (op) {
@@ -446,9 +486,9 @@ Node *fold_constant_right(Node *node)
                 break;
             [[fallthrough]];
         case OP_MUL:
-            return checked_unary(OP_NEG, l);
+            return checked_unary(OP_NEG, in_type(l, t));
         case OP_XOR:
-            return checked_unary(OP_COMPL, l);
+            return checked_unary(OP_COMPL, in_type(l, t));
         case OP_OR:
             return become_int_constant(node, reduce_value(0xFFFFFFFFu, t->kind), t);
         case OP_AND:
@@ -472,6 +512,7 @@ Node *fold_constant_right(Node *node)
         node->left = l = convert_to(l, t);
         node->op = op = OP_SHR;
         r->value = c = log2_of(c);
+        bits = bits_of(l->type);  // the `>>` rule reads the converted operand
     } else if (op == OP_MOD && is_power_of_two(c) && unsigned_division) {
         node->op = op = OP_AND;
         r->value = c = c - 1;
@@ -488,7 +529,7 @@ Node *fold_constant_right(Node *node)
         break;
     case OP_XOR:
         if (covers && whole_width)
-            return checked_unary(OP_COMPL, l);
+            return checked_unary(OP_COMPL, in_type(l, t));
         break;
     case OP_OR:
         if (covers && whole_width)
@@ -538,9 +579,14 @@ Node *finish_reassociation(Node *node, Node *left, Node *result)
     Type *ct = binary_promoted_type(node->right->type);
     if (kind_rank(c1->type->kind) > kind_rank(ct->kind))
         ct = c1->type;
+    // Constants combined in a long operation may need the long.
+    if (type_size(node->type) > type_size(ct) && is_integer_kind(node->type->kind) && !holds_value(c1->value, ct->kind))
+        ct = node->type;
     c1->type = ct;
     c1->value = reduce_value(c1->value, ct->kind);
-    if (result->op != OP_LEAF && result->op != OP_DEREF && result->op != OP_CALL)
+    // `x` itself keeps its type: raised, `l / 300L` would divide unsigned
+    // and `u + v` would no longer wrap at 16 bits.
+    if (result != left->left && result->op != OP_LEAF && result->op != OP_DEREF && result->op != OP_CALL)
         result->type = higher_type(ct, result->type);
     return converted_rvalue(result, node->type);
 }
@@ -548,8 +594,10 @@ Node *finish_reassociation(Node *node, Node *left, Node *result)
 Node *reassociate(Node *node)
 {
     Node *l = node->left, *r = node->right;
+    // A cast that retyped the inner operation in place changed what it
+    // computes: its constant is not combined across it.
     if (l->op == OP_LEAF || l->op == OP_COND || l->op < 32 || is_unary_op(l->op) || !l->right ||
-        !is_int_constant(l->right) || is_constant(l->left))
+        !is_int_constant(l->right) || is_constant(l->left) || (l->flags & NODE_RETYPED))
         return nullptr;
     Type *t = node->type;
     Node *x = l->left, *c1 = l->right;
@@ -557,7 +605,9 @@ Node *reassociate(Node *node)
     std::uint32_t v1 = c1->value, v2 = r->value;
     bool compatible = types_compatible(l->type, t);
     bool additive = op == OP_ADD || op == OP_SUB, additive1 = op1 == OP_ADD || op1 == OP_SUB;
-    if (op == OP_DIV && op1 == OP_MUL && v2 != 0) {
+    // Unsigned products wrap, so (u * 6) / 3 is not u * 2; a signed one that
+    // would overflow has no meaning in C anyway.
+    if (op == OP_DIV && op1 == OP_MUL && v2 != 0 && !is_unsigned_type(t) && !is_unsigned_type(l->type)) {
         std::uint32_t rem = 1, quotient = 0;
         if (fold_int_operation(OP_MOD, v1, v2, t, &rem) && rem == 0 && fold_int_operation(OP_DIV, v1, v2, t, &quotient)) {
             if (quotient == 1)
@@ -567,13 +617,25 @@ Node *reassociate(Node *node)
         }
         return nullptr;
     }
-    if ((op == OP_SHL || op == OP_SHR) && op1 == op) {
+    // One shift by the sum, while the sum stays below the width (beyond it
+    // the count would be taken modulo 32 and bits would come back) and the
+    // inner shift is as wide as the outer one (else it drops bits first).
+    if ((op == OP_SHL || op == OP_SHR) && op1 == op && v1 + v2 < static_cast<std::uint32_t>(bits_of(t)) &&
+        type_size(l->type) >= type_size(t)) {
         c1->value = v1 + v2;
         return finish_reassociation(node, l, l);
     }
-    if (op == OP_SHL && additive1 && compatible) {
+    // `x << c2` and `x * c2` are computed in the types of x and c2: not
+    // narrower than the operation they stand for, and an unsigned sum
+    // narrower than the operation wraps before it is widened.
+    bool no_early_wrap = type_size(l->type) >= type_size(t) || !is_unsigned_type(l->type);
+    Type *px = binary_promoted_type(x->type);
+    bool keeps_width = type_size(px) >= type_size(t) && no_early_wrap;
+    if (op == OP_SHL && additive1 && compatible && keeps_width) {
         l->left = checked_binary(OP_SHL, x, int_constant(v2, r->type));
-        fold_int_operation(OP_SHL, v1, v2, t, &c1->value);
+        std::uint32_t shifted = 0;
+        fold_int_operation(OP_SHL, v1, v2, t, &shifted);
+        store_combined(c1, shifted, t);
         l->type = t;
         return l;
     }
@@ -581,7 +643,7 @@ Node *reassociate(Node *node)
         auto sum = static_cast<std::int32_t>((op1 == OP_ADD ? v1 : 0u - v1) + (op == OP_ADD ? v2 : 0u - v2));
         l->op = sum < 0 ? OP_SUB : OP_ADD;
         c1->value = sum < 0 ? 0u - static_cast<std::uint32_t>(sum) : static_cast<std::uint32_t>(sum);
-        if (reduce_value(c1->value, c1->type->kind) == 0)
+        if (reduce_value(c1->value, t->kind) == 0)
             return finish_reassociation(node, l, x);
         return finish_reassociation(node, l, l);
     }
@@ -589,9 +651,12 @@ Node *reassociate(Node *node)
         c1->value = v1 * v2;
         return finish_reassociation(node, l, l);
     }
-    if (op == OP_MUL && additive1 && static_cast<std::int32_t>(v2) > 0) {
+    if (op == OP_MUL && additive1 && static_cast<std::int32_t>(v2) > 0 && no_early_wrap &&
+        type_size(higher_type(px, binary_promoted_type(r->type))) >= type_size(t)) {
         l->left = checked_binary(OP_MUL, x, int_constant(v2, r->type));
-        fold_int_operation(OP_MUL, v1, v2, t, &c1->value);
+        std::uint32_t product = 0;
+        fold_int_operation(OP_MUL, v1, v2, t, &product);
+        store_combined(c1, product, t);
         l->type = t;
         return l;
     }
@@ -602,7 +667,7 @@ Node *reassociate(Node *node)
         std::int32_t width = bits - static_cast<std::int32_t>(v1);
         std::uint32_t m = width >= 32 ? 0xFFFFFFFFu : (1u << width) - 1;
         if (v2 > m && !(v2 & m) && is_unsigned_type(x->type))
-            return become_int_constant(node, 0, &type_int);
+            return become_int_constant(node, 0, zero_type_of(t));
         if (v2 > m)
             return nullptr;
         switch (x->type->kind) {
@@ -648,9 +713,13 @@ Node *subtract_from_constant(Node *node)
     } else {
         return nullptr;
     }
+    // An unsigned sum narrower than the subtraction wraps first:
+    // 3L - (u + 5) is not -2L - u.
+    if (type_size(r->type) < type_size(t) && is_unsigned_type(r->type))
+        return nullptr;
     combined = reduce_value(combined, t->kind);
     if (combined == 0)
-        return as_rvalue(negate ? checked_unary(OP_NEG, x) : x);
+        return as_rvalue(negate ? checked_unary(OP_NEG, in_type(x, t)) : in_type(x, t));
     Node *constant = int_constant(combined, t);
     if (negate) {
         node->left = constant;
@@ -705,8 +774,10 @@ Node *fold_binary(Node *node)
         if ((op == OP_DIV || op == OP_MOD) && is_constant(l) && is_zero(l))
             return become_int_constant(node, 0, zero_type);
         if (op == OP_SUB && is_constant(l) && is_zero(l))
-            return checked_unary(OP_NEG, r);
-        const Node *x = l->op == OP_CAST ? l->left : l;
+            return checked_unary(OP_NEG, in_type(r, t));
+        // A cast on the left is looked through unless it narrows:
+        // `(char)i - i` is not 0.
+        const Node *x = l->op == OP_CAST && type_size(l->type) >= type_size(l->left->type) ? l->left : l;
         if (same_tree(l, r, false) || same_tree(x, r, false)) {
             switch (op) {
             case OP_DIV:
@@ -764,9 +835,23 @@ namespace {
 
 Node *address_base(Node *p)
 {
-    while (p->op == OP_ADD)
+    while (p->op == OP_ADD) {
+        if (p->flags & NODE_BASE_KNOWN)
+            return p->value_node;
         p = p->left;
+    }
     return is_address_value(p) ? p : nullptr;
+}
+
+// The addition `node` stays: what lies at the foot of its chain is
+// remembered for the additions built on top of it.
+Node *remember_base(Node *node, Node *base)
+{
+    if (node->op == OP_ADD) {
+        node->value_node = base;
+        node->flags |= NODE_BASE_KNOWN;
+    }
+    return node;
 }
 
 // A plain number as a pointer: @tiny while it fits a byte, not beyond.
@@ -815,7 +900,7 @@ Node *fold_pointer_arithmetic(Node *node)
             adjust_tiny_space(base);
             return p;
         }
-        return node;
+        return remember_base(node, nullptr);
     }
     Node *base = address_base(p);
     if (add && base && !is_struct_argument(base) && !(r->flags & NODE_RETYPED)) {
@@ -840,7 +925,7 @@ Node *fold_pointer_arithmetic(Node *node)
     if ((p->type->attr & ATTR_SPACE) == SPACE_FAR && (r->op == OP_MUL || r->op == OP_SHL) && r->type->kind == KIND_INT &&
         r->left->type->kind == KIND_UCHAR && is_int_constant(r->right) && static_cast<std::int32_t>(r->right->value) > 0)
         r->type = &type_uint;
-    return node;
+    return remember_base(node, base);
 }
 
 // ---- Assignments ----
@@ -887,7 +972,12 @@ Node *fold_assignment(Node *node)
             }
         } else if (c == 0xFFFFFFFFu) {
             switch (op) {
-            case OP_MULASG: case OP_DIVASG:
+            case OP_DIVASG:
+                // Divided as unsigned, u / -1 is u / 65535u: no negation.
+                if (is_unsigned_type(higher_type(binary_promoted_type(target->type), binary_promoted_type(value->type))))
+                    break;
+                [[fallthrough]];
+            case OP_MULASG:
                 node->op = OP_ASSIGN;
                 node->right = checked_unary(OP_NEG, copy_tree(target));
                 return node;

@@ -101,7 +101,7 @@ Node *copy_tree(const Node *from)
         return nullptr;
     Node *n = new_node(from->op);
     n->type = from->type;
-    n->flags = from->flags;
+    n->flags = static_cast<std::uint8_t>(from->flags & ~NODE_BASE_KNOWN);
     n->flow_used = from->flow_used;
     n->flow_set = from->flow_set;
     copy_payload(n, from);

@@ -136,6 +136,11 @@ constexpr std::uint8_t NODE_RETYPED = 0x01;        // a cast changed the type in
 constexpr std::uint8_t NODE_TEST_HOLDS = 0x02;     // a loop test known to hold on entry
 constexpr std::uint8_t NODE_RVALUE = 0x04;         // not an lvalue although its form is one
 constexpr std::uint8_t NODE_UNION = 0x08;          // reached through a union member
+// A pointer addition whose `value_node` holds the address leaf at the
+// foot of its chain of additions, or null when there is none: a long
+// chain is not walked again for every term added to it. A copy of the
+// node does not keep it.
+constexpr std::uint8_t NODE_BASE_KNOWN = 0x10;
 constexpr std::uint8_t NODE_OVERLAID = 0x20;       // anonymous union member other than the first
 constexpr std::uint8_t NODE_CALL_COUNTED = 0x40;   // a call already counted once
 
