@@ -60,6 +60,7 @@ Node *new_node(std::uint8_t op)
     n->op = op;
     n->flags = 0;
     n->right = nullptr;
+    n->height = 0;
     return n;
 }
 
