@@ -4,6 +4,7 @@
 // soon as its operands are complete.
 #include "expr/parse.h"
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -39,6 +40,7 @@ std::int32_t nesting_depth;
 // still find their trees too high: one message per outermost expression.
 bool nesting_reported;
 std::int32_t open_expressions;
+std::uint32_t expression_first_node;  // nodes_made when the outermost expression began
 
 // Binding strength by `op & 31`; `?` (whose code 9 would read the entry of
 // `|`) is given its level before the lookup.
@@ -102,16 +104,14 @@ void skip_nested_text();
 // at least one operand, so trees are kept no higher than the nesting
 // limit. Chains of left-grouping operators, commas, subscripts and
 // arguments grow in loops, not by recursion, so the parser's own nesting
-// does not see them: their height is measured on the tree. Each node the
-// parser builds keeps its height; the nodes the checks made above or
-// below its operands are measured when first met, with a stack of our own
-// since an argument list is a chain that nobody measured while it grew.
-std::uint32_t tree_height(Node *root)
+// does not see them: their height is measured on the tree. Once an
+// expression has made more nodes than the limit, each node the parser
+// builds keeps its height; nodes not measured yet (those made before, and
+// those the checks put around their operands) are measured when first
+// met, with a stack of our own since they may form a long chain.
+[[gnu::noinline]] std::uint32_t measure_unmeasured(Node *root)
 {
     static std::vector<Node *> work;
-    if (root->op == OP_LEAF)
-        return 0;
-    root->height = 0;  // its operands may have changed since it was measured
     work.clear();
     work.push_back(root);
     while (!work.empty()) {
@@ -140,12 +140,57 @@ std::uint32_t tree_height(Node *root)
     return root->height;
 }
 
+// The height of `n`, or -1 when more than `budget` levels below it were
+// never measured. The checks add only a few nodes around the operands they
+// are given, so a short look finds the measured ones.
+std::int32_t known_height(Node *n, int budget)
+{
+    if (!n || n->op == OP_LEAF)
+        return 0;
+    if (n->height != 0)
+        return n->height;
+    if (budget == 0 || n->op == OP_SEQ)
+        return -1;
+    std::int32_t highest = known_height(n->left, budget - 1);
+    if (highest < 0)
+        return -1;
+    if (n->op == OP_COND) {
+        std::int32_t middle = known_height(n->value_node, budget - 1);
+        if (middle < 0)
+            return -1;
+        highest = std::max(highest, middle);
+    }
+    if (n->op != OP_CAST && !is_unary_op(n->op)) {
+        std::int32_t right = known_height(n->right, budget - 1);
+        if (right < 0)
+            return -1;
+        highest = std::max(highest, right);
+    }
+    n->height = static_cast<std::uint16_t>(highest < 0xFFFE ? highest + 1 : 0xFFFF);
+    return n->height;
+}
+
+std::uint32_t tree_height(Node *root)
+{
+    // The root is measured again: its operands may have changed since it
+    // was built.
+    root->height = 0;
+    if (root->op == OP_SEQ)
+        return root->height = 1;
+    constexpr int SHORT_LOOK = 4;
+    std::int32_t height = known_height(root, SHORT_LOOK);
+    return height >= 0 ? static_cast<std::uint32_t>(height) : measure_unmeasured(root);
+}
+
 // `n` as the parser just built it. Counted with the nesting it is built
 // in, a tree higher than the limit is reported, the rest of the nested
 // text is passed over, and the constant 0 stands in its place.
 Node *limit_height(Node *n)
 {
-    if (n->op == OP_LEAF || tree_height(n) + nesting_depth <= EXPRESSION_NESTING_LIMIT)
+    // Small expressions cannot be too high: their nodes are not measured.
+    auto bound = static_cast<std::int64_t>(nodes_made - expression_first_node) + nesting_depth;
+    if (n->op == OP_LEAF || bound <= EXPRESSION_NESTING_LIMIT ||
+        tree_height(n) + nesting_depth <= EXPRESSION_NESTING_LIMIT)
         return n;
     if (!nesting_reported) {
         report("expression nested too deeply");
@@ -398,7 +443,7 @@ Node *parenthesis()
             return operand;
         }
         cast->left = operand;
-        return check_cast(cast);
+        return limit_height(check_cast(cast));
     }
     Node *inner = parse_expression(0);
     if (!inner)
@@ -874,12 +919,14 @@ Node *parse_unary(unsigned context)
         result = unary_plus();
         break;
     default:
+        // Casts and postfix forms are measured where they are built.
         result = primary(t, context);
         if (result)
             result = parse_postfix(result);
         else
             push_back_token();
-        break;
+        leave_nesting();
+        return result;
     }
     if (result)
         result = limit_height(result);
@@ -889,8 +936,10 @@ Node *parse_unary(unsigned context)
 
 Node *parse_assignment()
 {
-    if (open_expressions++ == 0)
+    if (open_expressions++ == 0) {
         nesting_reported = false;
+        expression_first_node = nodes_made;
+    }
     Node *left = nullptr;
     if (!enter_nesting()) {
         left = int_constant(0);
@@ -909,8 +958,10 @@ Node *parse_assignment()
 
 Node *parse_expression(int unused)
 {
-    if (open_expressions++ == 0)
+    if (open_expressions++ == 0) {
         nesting_reported = false;
+        expression_first_node = nodes_made;
+    }
     Node *tree = parse_assignment();
     if (!tree) {
         --open_expressions;

@@ -154,6 +154,9 @@ bool is_string_literal(const Node *n);
 // clear; the other fields hold what they held before and are the caller's
 // to set.
 Node *new_node(std::uint8_t op);
+// Nodes taken from the pool so far: a tree built since the count was n has
+// at most nodes_made - n levels.
+extern std::uint32_t nodes_made;
 // `node` (or a new node when null) made the int constant `value`.
 Node *make_int_constant(Node *node, std::int32_t value);
 
