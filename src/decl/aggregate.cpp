@@ -429,8 +429,9 @@ Type *parse_aggregate_specifier(unsigned keyword, std::uint16_t attr)
     // Bodies nest through member types: a body counts like a parameter
     // list toward the parser's nesting limit.
     constexpr std::int32_t BODY_WEIGHT = 8;
-    if (!enter_nesting(BODY_WEIGHT)) {
-        // Reported; the body is passed over whole.
+    if (!enter_nesting_quietly(BODY_WEIGHT)) {
+        report(kind == KIND_ENUM ? "enum nested too deeply" : "struct/union nested too deeply");
+        // The body is passed over whole.
         for (std::int32_t depth = 1; depth > 0;) {
             Token *skip = next_token();
             if (skip->code == TK_END) {

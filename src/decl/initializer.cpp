@@ -8,6 +8,8 @@
 // around the current element form a stack of levels, so that nesting as
 // deep as the types allow costs heap memory, not stack.
 #include <cstring>
+#include <iterator>
+#include <map>
 #include <unordered_map>
 
 #include "decl/declare.h"
@@ -151,6 +153,10 @@ struct Reader {
     InitEntry *tail;
     InitEntry *tail_group_before;  // the entry before the tail's same-offset group
     InitEntry *cursor;             // the entry inserted last
+    // The last entry of each offset, made when elements come in an order
+    // that a short walk from the last one inserted does not follow.
+    std::map<std::uint32_t, InitEntry *> by_offset;
+    bool indexed;
     InitLevel *level;              // innermost open aggregate
     std::int32_t open_braces;
     std::uint16_t attr;
@@ -277,24 +283,41 @@ Symbol *find_member(const Type *t, Symbol *current, const Name *name)
     return found == index.end() ? nullptr : found->second;
 }
 
+// The last entry below `offset`, which lies below the tail's. Elements in
+// order, in reverse order or close to the last one inserted are found by a
+// few steps; elements in any other order through the index, so that
+// designators in random order cost log n each, not a walk of the list.
+InitEntry *entry_before(Reader *r, std::uint32_t offset)
+{
+    constexpr int SHORT_WALK = 8;
+    if (r->head->offset >= offset)
+        return nullptr;
+    if (!r->indexed) {
+        InitEntry *p = r->cursor && r->cursor->offset < offset ? r->cursor : r->head;
+        for (int steps = 0; steps < SHORT_WALK; ++steps) {
+            if (!p->next || p->next->offset >= offset)
+                return p;
+            p = p->next;
+        }
+        for (InitEntry *q = r->head; q; q = q->next)
+            r->by_offset[q->offset] = q;
+        r->indexed = true;
+    }
+    return std::prev(r->by_offset.lower_bound(offset))->second;
+}
+
 // The entry goes into the list by offset. False (reported) when another
 // entry holds the same offset, unless both are bit-fields of one unit
 // whose bits do not overlap.
 bool insert_entry(Reader *r, InitEntry *e)
 {
     InitEntry *before;
-    if (!r->tail || r->tail->offset < e->offset) {
+    if (!r->tail || r->tail->offset < e->offset)
         before = r->tail;
-    } else if (r->tail->offset == e->offset) {
+    else if (r->tail->offset == e->offset)
         before = r->tail_group_before;
-    } else {
-        before = r->cursor && r->cursor->offset < e->offset ? r->cursor : nullptr;
-        if (!before && r->head->offset < e->offset)
-            before = r->head;
-        if (before)
-            while (before->next && before->next->offset < e->offset)
-                before = before->next;
-    }
+    else
+        before = entry_before(r, e->offset);
     InitEntry *after = before;
     for (InitEntry *p = before ? before->next : r->head; p && p->offset == e->offset; p = p->next) {
         if (!e->mask || !p->mask || (e->mask & p->mask)) {
@@ -316,6 +339,8 @@ bool insert_entry(Reader *r, InitEntry *e)
         r->tail_group_before = e;
     }
     r->cursor = e;
+    if (r->indexed)
+        r->by_offset[e->offset] = e;  // after the others of its offset
     return true;
 }
 

@@ -374,17 +374,47 @@ void end_prototype_lists(Type *function, PrototypeMark saved)
     --proto_depth;
 }
 
+namespace {
+
+// The array levels from `type` down to `sized` (a level of `bytes` bytes,
+// or an array level whose elements have that many) learn their element
+// sizes. A size that does not fit 32 bits is not kept.
+void remember_element_sizes(const Type *type, const Type *sized, std::uint32_t bytes)
+{
+    std::uint64_t total = bytes;
+    if (sized->kind == KIND_ARRAY)
+        total *= sized->dim;
+    for (const Type *t = type; t != sized; t = t->of)
+        if (t->kind == KIND_ARRAY && (total *= t->dim) > 0xFFFFFFFFu)
+            return;
+    for (const Type *t = type; t != sized; t = t->of) {
+        if (t->kind != KIND_ARRAY)
+            continue;
+        total /= t->dim;
+        // Types are shared records; the size an array level's element has
+        // is a fact about the level, kept in its otherwise unused field.
+        const_cast<Type *>(t)->size = static_cast<std::uint32_t>(total);
+    }
+}
+
+}  // namespace
+
 std::int32_t type_size(const Type *type)
 {
     // Array levels multiply the size of what they hold; the walk ends at
-    // the first level that has a size of its own.
+    // the first level that has a size of its own. An array level keeps the
+    // size of its element once it is known, so that subscripting an array
+    // of many dimensions level by level does not walk all of them each time.
     std::uint32_t count = 1;
+    bool settled = true;  // nothing reported: the size will not change
     for (const Type *t = type; t; t = t->of) {
         std::uint32_t bytes;
         switch (t->kind) {
         case KIND_ENUM:
-            if (!t->enumerators && !no_enum_optimization)
+            if (!t->enumerators && !no_enum_optimization) {
                 report("enum size unknown");
+                settled = false;
+            }
             continue;
         case KIND_ARRAY:
             if (t->dim == 0) {
@@ -392,6 +422,10 @@ std::int32_t type_size(const Type *type)
                 return 0;
             }
             count *= t->dim;
+            if (t->size != 0) {
+                bytes = t->size;
+                break;
+            }
             continue;
         case KIND_CHAR:
         case KIND_UCHAR:
@@ -432,6 +466,8 @@ std::int32_t type_size(const Type *type)
             report("size unknown");
             return 0;
         }
+        if (settled && bytes != 0 && t != type)
+            remember_element_sizes(type, t, bytes);
         return static_cast<std::int32_t>(count * bytes);
     }
     // An enum without its integer type.

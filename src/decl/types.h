@@ -89,7 +89,8 @@ struct Type {
         Symbol *proto_enums;  // function: enumerators declared in its parameter list
     };
     union {
-        std::uint32_t size;  // struct, union: bytes
+        std::uint32_t size;  // struct, union: bytes; array: bytes of one
+                             // element once type_size has found them, else 0
         Symbol *proto_tags;  // function: tags declared in its parameter list
     };
 };

@@ -4,7 +4,9 @@
 // soon as its operands are complete.
 #include "expr/parse.h"
 
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include "decl/typename.h"
 #include "decl/types.h"
@@ -34,6 +36,11 @@ constexpr std::uint16_t ATTR_IMPLICIT_FUNCTION = 0x800;
 constexpr unsigned KIND_SMALL_INTEGER_END = 0x32;  // char, short and int kinds lie below
 
 std::int32_t nesting_depth;
+// Once the nesting message is out, the levels that unwind after it may
+// still find their trees too high: one message per outermost expression.
+bool nesting_reported;
+std::int32_t open_expressions;
+std::uint32_t expression_first_node;  // nodes_made when the outermost expression began
 
 // Binding strength by `op & 31`; `?` (whose code 9 would read the entry of
 // `|`) is given its level before the lookup.
@@ -89,6 +96,109 @@ void decay_if_array_or_function(Node *n)
 }
 
 Node *parse_postfix(Node *tree);
+void skip_nested_text();
+
+// ---- Tree height -----------------------------------------------------
+
+// Every walk over a finished tree (checks, folds, the writer) recurses on
+// at least one operand, so trees are kept no higher than the nesting
+// limit. Chains of left-grouping operators, commas, subscripts and
+// arguments grow in loops, not by recursion, so the parser's own nesting
+// does not see them: their height is measured on the tree. Once an
+// expression has made more nodes than the limit, each node the parser
+// builds keeps its height; nodes not measured yet (those made before, and
+// those the checks put around their operands) are measured when first
+// met, with a stack of our own since they may form a long chain.
+[[gnu::noinline]] std::uint32_t measure_unmeasured(Node *root)
+{
+    static std::vector<Node *> work;
+    work.clear();
+    work.push_back(root);
+    while (!work.empty()) {
+        Node *n = work.back();
+        // An inline sequence's operands are statement records.
+        bool binary = !(n->op == OP_CAST || is_unary_op(n->op));
+        Node *operands[3] = {n->op == OP_SEQ ? nullptr : n->left, n->op == OP_COND ? n->value_node : nullptr,
+                             binary && n->op != OP_SEQ ? n->right : nullptr};
+        std::uint32_t highest = 0;
+        bool ready = true;
+        for (Node *o : operands) {
+            if (!o || o->op == OP_LEAF)
+                continue;
+            if (o->height == 0) {
+                work.push_back(o);
+                ready = false;
+            } else if (o->height > highest) {
+                highest = o->height;
+            }
+        }
+        if (ready) {
+            n->height = static_cast<std::uint16_t>(highest < 0xFFFE ? highest + 1 : 0xFFFF);
+            work.pop_back();
+        }
+    }
+    return root->height;
+}
+
+// The height of `n`, or -1 when more than `budget` levels below it were
+// never measured. The checks add only a few nodes around the operands they
+// are given, so a short look finds the measured ones.
+std::int32_t known_height(Node *n, int budget)
+{
+    if (!n || n->op == OP_LEAF)
+        return 0;
+    if (n->height != 0)
+        return n->height;
+    if (budget == 0 || n->op == OP_SEQ)
+        return -1;
+    std::int32_t highest = known_height(n->left, budget - 1);
+    if (highest < 0)
+        return -1;
+    if (n->op == OP_COND) {
+        std::int32_t middle = known_height(n->value_node, budget - 1);
+        if (middle < 0)
+            return -1;
+        highest = std::max(highest, middle);
+    }
+    if (n->op != OP_CAST && !is_unary_op(n->op)) {
+        std::int32_t right = known_height(n->right, budget - 1);
+        if (right < 0)
+            return -1;
+        highest = std::max(highest, right);
+    }
+    n->height = static_cast<std::uint16_t>(highest < 0xFFFE ? highest + 1 : 0xFFFF);
+    return n->height;
+}
+
+std::uint32_t tree_height(Node *root)
+{
+    // The root is measured again: its operands may have changed since it
+    // was built.
+    root->height = 0;
+    if (root->op == OP_SEQ)
+        return root->height = 1;
+    constexpr int SHORT_LOOK = 4;
+    std::int32_t height = known_height(root, SHORT_LOOK);
+    return height >= 0 ? static_cast<std::uint32_t>(height) : measure_unmeasured(root);
+}
+
+// `n` as the parser just built it. Counted with the nesting it is built
+// in, a tree higher than the limit is reported, the rest of the nested
+// text is passed over, and the constant 0 stands in its place.
+Node *limit_height(Node *n)
+{
+    // Small expressions cannot be too high: their nodes are not measured.
+    auto bound = static_cast<std::int64_t>(nodes_made - expression_first_node) + nesting_depth;
+    if (n->op == OP_LEAF || bound <= EXPRESSION_NESTING_LIMIT ||
+        tree_height(n) + nesting_depth <= EXPRESSION_NESTING_LIMIT)
+        return n;
+    if (!nesting_reported) {
+        report("expression nested too deeply");
+        skip_nested_text();
+        nesting_reported = true;
+    }
+    return int_constant(0);
+}
 
 // ---- Binary operators ------------------------------------------------
 
@@ -154,7 +264,13 @@ Node *climb(unsigned ctx, Node *left, Node **op)
         ++operator_count;
         if (conditional || cur->op == OP_COND)
             --conditional_depth;
+        Node *built = left;
+        left = limit_height(left);
         leave_nesting();
+        if (left != built) {
+            *op = nullptr;
+            return left;
+        }
         *op = following;
     }
     return left;
@@ -327,7 +443,7 @@ Node *parenthesis()
             return operand;
         }
         cast->left = operand;
-        return check_cast(cast);
+        return limit_height(check_cast(cast));
     }
     Node *inner = parse_expression(0);
     if (!inner)
@@ -701,6 +817,10 @@ Node *parse_postfix(Node *tree)
             push_back_token();
             return tree;
         }
+        Node *built = tree;
+        tree = limit_height(tree);
+        if (tree != built)
+            return tree;
     }
 }
 
@@ -742,6 +862,7 @@ bool enter_nesting(std::int32_t weight)
     if (nesting_depth + weight > EXPRESSION_NESTING_LIMIT) {
         report("expression nested too deeply");
         skip_nested_text();
+        nesting_reported = true;
         return false;
     }
     nesting_depth += weight;
@@ -798,36 +919,54 @@ Node *parse_unary(unsigned context)
         result = unary_plus();
         break;
     default:
+        // Casts and postfix forms are measured where they are built.
         result = primary(t, context);
         if (result)
             result = parse_postfix(result);
         else
             push_back_token();
-        break;
+        leave_nesting();
+        return result;
     }
+    if (result)
+        result = limit_height(result);
     leave_nesting();
     return result;
 }
 
 Node *parse_assignment()
 {
-    if (!enter_nesting())
-        return int_constant(0);
-    Node *left = parse_unary(0);
-    if (left) {
-        Node *op = read_operator();
-        if (op)
-            left = climb(0, left, &op);
+    if (open_expressions++ == 0) {
+        nesting_reported = false;
+        expression_first_node = nodes_made;
     }
-    leave_nesting();
+    Node *left = nullptr;
+    if (!enter_nesting()) {
+        left = int_constant(0);
+    } else {
+        left = parse_unary(0);
+        if (left) {
+            Node *op = read_operator();
+            if (op)
+                left = climb(0, left, &op);
+        }
+        leave_nesting();
+    }
+    --open_expressions;
     return left;
 }
 
 Node *parse_expression(int unused)
 {
+    if (open_expressions++ == 0) {
+        nesting_reported = false;
+        expression_first_node = nodes_made;
+    }
     Node *tree = parse_assignment();
-    if (!tree)
+    if (!tree) {
+        --open_expressions;
         return nullptr;
+    }
     for (;;) {
         Token *t = next_token();
         if (t->code != TK_COMMA) {
@@ -850,8 +989,11 @@ Node *parse_expression(int unused)
         comma->right = right;
         comma->value = 0;
         comma->type = right->type;
-        tree = comma;
+        tree = limit_height(comma);
+        if (tree != comma)
+            break;
     }
+    --open_expressions;
     if (unused)
         discard(tree);
     return tree;
@@ -891,4 +1033,6 @@ void parse_reset()
     constant_replacement_off = 0;
     constant_replacement_forced = false;
     nesting_depth = 0;
+    nesting_reported = false;
+    open_expressions = 0;
 }

@@ -42,7 +42,10 @@ extern bool constant_replacement_forced;
 
 // Nesting of the recursive parse (parentheses, unary operators, operator
 // chains that recurse, abstract declarators) is limited so that the stack
-// stays bounded. enter_nesting() is false past the limit; it has reported
+// stays bounded; so is the height of every tree the parser builds, counted
+// with the nesting it is built in, so that chains built in loops (left-
+// grouping operators, commas, arguments, postfix forms) cannot make a tree
+// that a walk over it could not follow. enter_nesting() is false past the limit; it has reported
 // and skipped the rest of the nested text, and the caller puts the
 // constant 0 (or nothing) in its place. Every true enter_nesting() is
 // paired with leave_nesting().

@@ -54,12 +54,16 @@ bool is_string_literal(const Node *n)
     return n->op == OP_LEAF && (n->leaf & LEAF_LITERAL) && n->type->kind == KIND_ARRAY;
 }
 
+std::uint32_t nodes_made;
+
 Node *new_node(std::uint8_t op)
 {
+    ++nodes_made;
     Node *n = static_cast<Node *>(pool_take(&node_pool, true));
     n->op = op;
     n->flags = 0;
     n->right = nullptr;
+    n->height = 0;
     return n;
 }
 

@@ -54,6 +54,10 @@ struct Node {
     std::uint32_t aux;  // copied with the payload, otherwise left alone
     std::uint8_t flags;
     std::uint8_t op;
+    // The height of the subtree as the parser measured it when it built
+    // this node (limit_height in parse.cpp); 0 when not measured. Only the
+    // parser reads it.
+    std::uint16_t height;
 };
 
 // Operator codes. A binary operator's code is the token code of its
@@ -151,9 +155,13 @@ bool is_float_constant(const Node *n);
 bool is_address_value(const Node *n);
 bool is_string_literal(const Node *n);
 
-// A node from the pool with `op` set and `flags` and `right` clear; the
-// other fields hold what they held before and are the caller's to set.
+// A node from the pool with `op` set and `flags`, `right` and `height`
+// clear; the other fields hold what they held before and are the caller's
+// to set.
 Node *new_node(std::uint8_t op);
+// Nodes taken from the pool so far: a tree built since the count was n has
+// at most nodes_made - n levels.
+extern std::uint32_t nodes_made;
 // `node` (or a new node when null) made the int constant `value`.
 Node *make_int_constant(Node *node, std::int32_t value);
 

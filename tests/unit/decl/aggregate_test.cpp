@@ -179,7 +179,7 @@ TEST_F(AggregateTest, LargeAndDeepBodiesEndCleanly)
     for (int i = 0; i < 2000; ++i)
         deep += "} m;\n";
     unit(deep + "int ok;\n");
-    EXPECT_EQ(message_texts(messages()).substr(0, 29), "expression nested too deeply\n");
+    EXPECT_EQ(message_texts(messages()).substr(0, 31), "struct/union nested too deeply\n");
     EXPECT_NE(find_symbol(intern_name("ok", 2), ident_list, nullptr), nullptr);
 }
 
