@@ -2,7 +2,9 @@
 // break and continue targets, reachability marks, and the loop
 // transformations decided while reading (while to for, hoisting of
 // invariant assignments, the offer of counted loops).
+#include <algorithm>
 #include <cstring>
+#include <unordered_set>
 #include <vector>
 
 #include "decl/declare.h"
@@ -28,14 +30,79 @@ namespace {
 
 RecordPool stmt_pool = record_pool<Stmt>();
 
-// The case table of the innermost switch being read (null outside one),
-// and its entry entered last: cases usually come in ascending order, and
-// the search for the place of the next one starts there.
-Symbol **current_cases = nullptr;
-Symbol *last_case = nullptr;
-// The case entries of that table (the default not counted). The output
-// gives a switch's count a half word: one more case is an error.
-std::uint32_t case_count = 0;
+// The case table of the innermost switch being read. Its entries are
+// chained in the order they are read and sorted when the switch ends, by a
+// stable sort: of equal values (a default counts as 0) the one read first
+// stays first. Cases usually come in ascending order: a case above every
+// entry so far cannot repeat one, and a table read in order needs no sort.
+// Other cases are looked for in the table itself while it is short, and
+// in `case_index` once it is not.
+struct CaseTable {
+    Symbol **head;           // the switch's list; null outside a switch
+    Symbol **tail;           // where the next entry is chained
+    std::int32_t highest;    // the highest value entered (when there is one)
+    std::uint32_t count;     // case entries, the default not counted
+    std::uint32_t serial;    // tells this switch's keys in case_index apart
+    bool has_entries;
+    bool has_default;
+    bool unordered;          // an entry came below an earlier one
+    bool indexed;            // its case values are in case_index
+};
+CaseTable cases{};
+// A table this long is searched through the index.
+constexpr std::uint32_t CASE_SCAN_LIMIT = 16;
+// Case values of the function's switches, keyed by switch serial and value.
+std::unordered_set<std::uint64_t> case_index;
+std::uint32_t switch_serial = 0;
+std::vector<Symbol *> case_sort;
+
+std::uint64_t case_key(std::int32_t value)
+{
+    return static_cast<std::uint64_t>(cases.serial) << 32 | static_cast<std::uint32_t>(value);
+}
+
+// Whether the current switch has a case of this value already.
+bool is_case_entered(std::int32_t value)
+{
+    if (!cases.has_entries || value > cases.highest)
+        return false;
+    if (!cases.indexed && cases.count < CASE_SCAN_LIMIT) {
+        for (const Symbol *e = *cases.head; e; e = e->next)
+            if (e->sclass == SC_CASE && static_cast<std::int32_t>(e->value) == value)
+                return true;
+        return false;
+    }
+    if (!cases.indexed) {
+        for (const Symbol *e = *cases.head; e; e = e->next)
+            if (e->sclass == SC_CASE)
+                case_index.insert(case_key(static_cast<std::int32_t>(e->value)));
+        cases.indexed = true;
+    }
+    return case_index.count(case_key(value)) != 0;
+}
+
+// The current switch's entries into ascending signed order, equal values
+// in the order they were read.
+void sort_cases()
+{
+    if (!cases.unordered)
+        return;
+    case_sort.clear();
+    for (Symbol *e = *cases.head; e; e = e->next)
+        case_sort.push_back(e);
+    std::stable_sort(case_sort.begin(), case_sort.end(), [](const Symbol *a, const Symbol *b) {
+        return static_cast<std::int32_t>(a->value) < static_cast<std::int32_t>(b->value);
+    });
+    Symbol **slot = cases.head;
+    for (Symbol *e : case_sort) {
+        *slot = e;
+        slot = &e->next;
+    }
+    *slot = nullptr;
+}
+
+// The output gives a switch's count of cases a half word: one more case
+// is an error.
 constexpr std::uint32_t MAX_CASES = 0xFFFF;
 
 // Loops that may become counted loops.
@@ -797,13 +864,11 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
         expand_inline_calls(&s->expr, s, true);
     }
     expect(TK_RPAREN);
-    Symbol **saved = current_cases;
-    Symbol *saved_last = last_case;
-    std::uint32_t saved_count = case_count;
+    CaseTable saved = cases;
     s->cases = nullptr;
-    current_cases = &s->cases;
-    last_case = nullptr;
-    case_count = 0;
+    cases = CaseTable{};
+    cases.head = cases.tail = &s->cases;
+    cases.serial = ++switch_serial;
     s->body = parse_statement(continue_target, s, nullptr);
     if (s->body->flags & STMT_LABELLED)
         s->flags |= STMT_LABELLED;
@@ -813,9 +878,8 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
         if (first && !(first->flags & (STMT_CASE_LABEL | STMT_LABELLED)))
             report_at(first->line, first->column, "W4unreachable code");
     }
-    current_cases = saved;
-    last_case = saved_last;
-    case_count = saved_count;
+    sort_cases();
+    cases = saved;
     return s;
 }
 
@@ -869,34 +933,33 @@ Stmt *new_stmt(std::uint8_t kind)
 void add_case(std::uint8_t kind, std::int32_t value, Stmt *stmt)
 {
     const char *what = kind == SC_CASE ? "case" : "default";
-    if (!current_cases) {
+    if (!cases.head) {
         report("invalid %s", 0, what);
         return;
     }
-    // Entries before the last one entered hold smaller values when it is
-    // smaller than this one: no duplicate can be among them.
-    Symbol **slot = current_cases;
-    if (last_case && static_cast<std::int32_t>(last_case->value) < value)
-        slot = &last_case->next;
-    for (; *slot; slot = &(*slot)->next) {
-        Symbol *e = *slot;
-        if (e->sclass == kind && static_cast<std::int32_t>(e->value) == value) {
-            report("duplicate %s", 0, what);
-            return;
-        }
-        if (static_cast<std::int32_t>(e->value) > value)
-            break;
+    if (kind == SC_DEFAULT ? cases.has_default : is_case_entered(value)) {
+        report("duplicate %s", 0, what);
+        return;
     }
-    if (kind == SC_CASE && ++case_count > MAX_CASES) {
-        if (case_count == MAX_CASES + 1)
+    if (kind == SC_CASE && ++cases.count > MAX_CASES) {
+        if (cases.count == MAX_CASES + 1)
             report("too many cases in switch");
         return;
     }
-    Symbol *entry = new_symbol(slot, nullptr, kind, nullptr);
+    Symbol *entry = new_symbol(cases.tail, nullptr, kind, nullptr);
+    cases.tail = &entry->next;
     entry->value = static_cast<std::uint32_t>(value);
     entry->statement = stmt;
-    last_case = entry;
     stmt->flags |= STMT_CASE_LABEL;
+    if (kind == SC_DEFAULT)
+        cases.has_default = true;
+    else if (cases.indexed)
+        case_index.insert(case_key(value));
+    if (cases.has_entries && value < cases.highest)
+        cases.unordered = true;
+    if (!cases.has_entries || value > cases.highest)
+        cases.highest = value;
+    cases.has_entries = true;
 }
 
 namespace {
@@ -1082,9 +1145,10 @@ Stmt *read_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
 
 void statements_begin_function()
 {
-    current_cases = nullptr;
-    last_case = nullptr;
-    case_count = 0;
+    cases = CaseTable{};
+    if (!case_index.empty())
+        std::unordered_set<std::uint64_t>().swap(case_index);  // its buckets too
+    switch_serial = 0;
     while (loops)
         pop_loop();
     function.blocks = nullptr;
@@ -1111,9 +1175,9 @@ void statements_reset()
         free_loop_records = r->outer;
         release(r);
     }
-    current_cases = nullptr;
-    last_case = nullptr;
-    case_count = 0;
+    cases = CaseTable{};
+    std::unordered_set<std::uint64_t>().swap(case_index);
+    switch_serial = 0;
     tail_call_count = 0;
     function = FunctionState{};
     function_body_hook = nullptr;
