@@ -208,12 +208,54 @@ Node *read_test(Stmt *s, const char *missing, const char *invalid)
 
 // ---- hoisting of invariant assignments ----
 
+bool local_storage(const Symbol *s)
+{
+    return s->sclass != SC_NONE && s->sclass != SC_EXTERN && s->sclass != SC_STATIC;
+}
+
+// The calls and stores counted so far, taken before a loop and compared
+// after it.
+struct LoopEffects {
+    std::int32_t calls, stores, automatic_stores, indirect_stores;
+};
+LoopEffects effects_so_far()
+{
+    return {call_count, memory_store_count, automatic_store_count, indirect_store_count};
+}
+// What was counted since `before`.
+LoopEffects effects_since(const LoopEffects &before)
+{
+    LoopEffects now = effects_so_far();
+    return {now.calls - before.calls, now.stores - before.stores, now.automatic_stores - before.automatic_stores,
+            now.indirect_stores - before.indirect_stores};
+}
+
+// A named label was read in the function: a goto read later may go back
+// to it.
+bool label_read = false;
+
 struct LoopFacts {
     std::uint32_t start;  // the loop's start stamp
     bool calls;           // the body makes calls
     bool stores;          // the loop stores to memory (memory_store_count)
+    // A load through a pointer may see a store in the loop: to memory, or,
+    // in a loop that can be entered again, to a variable whose address
+    // code read later may take and bring back into the loop.
+    bool pointer_loads_stale;
+    // In a loop that can be entered again, a call or a store through a
+    // pointer may change an automatic variable whose address code read
+    // later takes.
+    bool late_addresses;
     const Node *test;     // for: its test
 };
+
+// Whether a call or store in the loop may change s without naming it.
+bool changed_unnamed(const Symbol *s, const LoopFacts &f)
+{
+    if (s->sclass == SC_AUTO || s->sclass == SC_ARGUMENT)
+        return f.late_addresses;
+    return (f.calls || f.stores) && !local_storage(s);
+}
 
 bool uses_symbol(const Node *n, const Symbol *s)
 {
@@ -239,11 +281,6 @@ bool uses_symbol(const Node *n, const Symbol *s)
     return false;
 }
 
-bool local_storage(const Symbol *s)
-{
-    return s->sclass != SC_NONE && s->sclass != SC_EXTERN && s->sclass != SC_STATIC;
-}
-
 bool hoistable_assignment(const Node *a, const LoopFacts &f);
 
 bool invariant(const Node *n, const LoopFacts &f)
@@ -258,7 +295,7 @@ bool invariant(const Node *n, const LoopFacts &f)
             return false;
         // A global or static may be changed by a call, or by a store
         // through a pointer that its own stamp does not see.
-        return !(f.calls || f.stores) || local_storage(s);
+        return !changed_unnamed(s, f);
     }
     switch (n->op) {
     case OP_COMMA:
@@ -271,7 +308,8 @@ bool invariant(const Node *n, const LoopFacts &f)
     case OP_POSTDEC:
         return false;
     case OP_DEREF:
-        if (f.calls || f.stores || (n->left->type->kind == KIND_POINTER && (n->left->type->attr & ATTR_VOLATILE)))
+        if (f.calls || f.pointer_loads_stale ||
+            (n->left->type->kind == KIND_POINTER && (n->left->type->attr & ATTR_VOLATILE)))
             return false;
         return invariant(n->left, f);
     default:
@@ -299,7 +337,7 @@ bool hoistable_assignment(const Node *a, const LoopFacts &f)
         return false;
     if (f.test && uses_symbol(f.test, s))
         return false;
-    if ((f.calls || f.stores) && !local_storage(s))
+    if (changed_unnamed(s, f))
         return false;
     return invariant(a->right, f);
 }
@@ -397,10 +435,21 @@ Stmt *empty_body(const Stmt *loop)
 
 // The leading statements of a loop body that can run once before the loop.
 // Returns the new statement to stand in the loop's place (the loop itself,
-// or for a do loop with something moved, a block around it).
-Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, bool calls, bool stores)
+// or for a do loop with something moved, a block around it). `effects`
+// holds what the loop counted. `enclosed` tells that the loop is inside another
+// loop: that loop, or a goto back to a label read before this loop ends,
+// runs it again after code not read yet, which may take the address of a
+// variable that this loop stores to or reads.
+Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, const LoopEffects &effects, bool enclosed)
 {
-    LoopFacts f{start, calls, stores, loop->kind == STMT_FOR ? loop->expr : nullptr};
+    bool again = enclosed || label_read;
+    bool calls = effects.calls != 0, stores = effects.stores != 0;
+    LoopFacts f{start,
+                calls,
+                stores,
+                stores || (again && effects.automatic_stores != 0),
+                again && (calls || effects.indirect_stores != 0),
+                loop->kind == STMT_FOR ? loop->expr : nullptr};
     Stmt *body = loop->body;
     if (!body)
         return loop;
@@ -678,7 +727,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     forget_known_values();
     expect(TK_LPAREN);
     std::uint32_t start = ++sequence_counter;
-    std::int32_t calls = call_count, stores = memory_store_count;
+    LoopEffects before = effects_so_far();
     s->expr = read_test(s, "missing while test expression", "invalid while test type");
     expect(TK_RPAREN);
     bool candidate = previous && previous->kind == STMT_EXPR;
@@ -690,13 +739,13 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     std::int32_t operators = operator_count;
     s->body = parse_statement(s, s, nullptr);
     set_end(s);
-    bool body_calls = call_count != calls;
-    bool body_stores = memory_store_count != stores;
+    LoopEffects body = effects_since(before);
+    bool body_calls = body.calls != 0;
     bool counted = false;
     if (candidate) {
         if (while_to_for(s, previous, labelled)) {
             if (s->init && loop_test(s->init, s->expr) == 2)
-                s = hoist_invariants(s, start, body_calls, body_stores);
+                s = hoist_invariants(s, start, body, loop_depth > 1);
             if (Symbol *counter = loop_counter(s->step)) {
                 loops->counter = counter;
                 counted_loop_step(s, loops, body_stamp, operator_count - operators, start, body_calls);
@@ -724,7 +773,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     ++loop_depth;
     forget_known_values();
     std::uint32_t start = sequence_counter;
-    std::int32_t calls = call_count, stores = memory_store_count;
+    LoopEffects before = effects_so_far();
     s->body = parse_statement(s, s, nullptr);
     expect(KW_WHILE);
     Token *open = expect(TK_LPAREN);
@@ -742,8 +791,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
         expand_inline_calls(&s->expr, s, true);
     // The test runs on every trip: what it calls or stores counts with
     // the body.
-    bool body_calls = call_count != calls;
-    bool body_stores = memory_store_count != stores;
+    LoopEffects body = effects_since(before);
     if (s->body && (s->body->flags & STMT_LABELLED))
         s->flags |= STMT_LABELLED;
     --loop_depth;
@@ -751,7 +799,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     set_end(s);
     Stmt *result = s;
     if (!is_zero_constant(s->expr))
-        result = hoist_invariants(s, start, body_calls, body_stores);
+        result = hoist_invariants(s, start, body, loop_depth > 0);
     forget_known_values();
     return result;
 }
@@ -767,7 +815,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     forget_known_values();
     ++loop_depth;
     std::uint32_t start = ++sequence_counter;
-    std::int32_t calls = call_count, stores = memory_store_count;
+    LoopEffects before = effects_so_far();
     s->expr = statement_expression(s, true);
     if (s->expr && !make_condition(&s->expr))
         report_plain("invalid for test type");
@@ -785,12 +833,12 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     std::int32_t operators = operator_count;
     s->body = parse_statement(s, s, nullptr);
     set_end(s);
-    bool body_calls = call_count != calls;
-    bool body_stores = memory_store_count != stores;
+    LoopEffects body = effects_since(before);
+    bool body_calls = body.calls != 0;
     if (s->body->flags & STMT_LABELLED)
         s->flags |= STMT_LABELLED;
     if (s->init && s->expr && loop_test(s->init, s->expr) == 2)
-        s = hoist_invariants(s, start, body_calls, body_stores);
+        s = hoist_invariants(s, start, body, loop_depth > 1);
     if (counter) {
         counted_loop_step(s, loops, body_stamp, operator_count - operators, start, body_calls);
         pop_loop();
@@ -1055,6 +1103,7 @@ namespace {
                     l->statement = s;
                 }
                 s->flags |= STMT_LABELLED;
+                label_read = true;
                 label = true;
             } else {
                 push_back_token();
@@ -1145,6 +1194,7 @@ Stmt *read_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
 
 void statements_begin_function()
 {
+    label_read = false;
     cases = CaseTable{};
     if (!case_index.empty())
         std::unordered_set<std::uint64_t>().swap(case_index);  // its buckets too
@@ -1175,6 +1225,7 @@ void statements_reset()
         free_loop_records = r->outer;
         release(r);
     }
+    label_read = false;
     cases = CaseTable{};
     std::unordered_set<std::uint64_t>().swap(case_index);
     switch_serial = 0;
