@@ -169,7 +169,8 @@ void set_end(Stmt *s)
 {
     if (const Token *t = current_token) {
         s->end_line = t->line;
-        s->end_column = t->column;
+        // Without the first-line mark of an #asm block's first token.
+        s->end_column = static_cast<std::uint16_t>(t->column & ~COLUMN_ASM_FIRST);
     }
 }
 
