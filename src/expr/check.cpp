@@ -447,6 +447,8 @@ Node *check_member_address(Node *node) { return check_address(node, true); }
 
 std::uint32_t sequence_counter = 0;
 std::int32_t memory_store_count = 0;
+std::int32_t automatic_store_count = 0;
+std::int32_t indirect_store_count = 0;
 std::int32_t conditional_depth = 0;
 std::int32_t conditional_operand_depth = 0;
 
@@ -454,6 +456,8 @@ void check_reset()
 {
     sequence_counter = 0;
     memory_store_count = 0;
+    automatic_store_count = 0;
+    indirect_store_count = 0;
     conditional_depth = 0;
     conditional_operand_depth = 0;
 }
@@ -615,6 +619,10 @@ Node *check_assignment(Node *node)
         private_local = !(s->flags & SYM_ADDRESSED) &&
                         (s->sclass == SC_AUTO || s->sclass == SC_REGISTER || s->sclass == SC_ARGUMENT ||
                          s->sclass == SC_REGARG);
+        if (private_local && (s->sclass == SC_AUTO || s->sclass == SC_ARGUMENT))
+            ++automatic_store_count;
+    } else {
+        ++indirect_store_count;
     }
     if (!private_local)
         ++memory_store_count;

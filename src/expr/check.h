@@ -19,6 +19,13 @@ extern std::uint32_t sequence_counter;
 // address was never taken. The loops compare it before and after their
 // body, as they do the call counter.
 extern std::int32_t memory_store_count;
+// Of the other stores: those to an automatic variable or argument whose
+// address is not taken yet, and those through a pointer (whose target is
+// not a variable named in the tree). Code read later may take such a
+// variable's address and come back into a loop: a loop that can be entered
+// again after text not read yet counts these too.
+extern std::int32_t automatic_store_count;
+extern std::int32_t indirect_store_count;
 extern std::int32_t conditional_depth;
 extern std::int32_t conditional_operand_depth;
 // The counters back to their initial state.

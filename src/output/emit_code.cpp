@@ -1,6 +1,7 @@
 // The emitter for function bodies: statements lowered to labels, jumps and
 // conditional branches, conditions split over && and ||, switch tables in
 // dense ranges and a sparse list, and the records around a function.
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -71,33 +72,48 @@ void emit_statement(const Stmt *s, unsigned continue_label, unsigned break_label
     }
     std::size_t n = entries.size();
     write_cases(table_label, default_label, static_cast<unsigned>(n), value_size);
+    // The run of each entry e: 1 and every following entry f up to the
+    // first whose distance from e's value, halved, exceeds the count so far
+    // (f - e), or that makes the span too wide for a range's half word.
+    // Values are distinct and ascending, so the first test is
+    // v[f] - v[e] <= 2 (f - e) + 1: with w[i] = v[i] - 2i, the run of e
+    // ends at the first f after it with w[f] > w[e] + 1. Walking from the
+    // end, `rising` holds the entries after e that have a greater w than
+    // every entry between e and them, the nearest (and lowest) on top; the
+    // span's end only moves towards e as e goes down. Each entry is pushed
+    // and popped once: the runs cost one pass instead of one walk per entry.
+    std::size_t count = entries.size();
+    std::vector<std::uint32_t> run(count);
+    std::vector<std::size_t> rising;
+    auto w = [&](std::size_t i) { return static_cast<std::int64_t>(entries[i].value) - 2 * static_cast<std::int64_t>(i); };
+    std::size_t span_end = count;
+    for (std::size_t e = count; e-- > 0;) {
+        while (!rising.empty() && w(rising.back()) <= w(e))
+            rising.pop_back();
+        std::size_t end = count;
+        if (!rising.empty()) {
+            end = rising.back();
+            if (w(end) == w(e) + 1)
+                end = rising.size() > 1 ? rising[rising.size() - 2] : count;
+        }
+        rising.push_back(e);
+        // Values are ascending: the first entry too far from e is never
+        // after the first one too far from e + 1.
+        while (span_end > e + 1 &&
+               static_cast<std::int64_t>(entries[span_end - 1].value) - entries[e].value > 0xFFFE)
+            --span_end;
+        run[e] = static_cast<std::uint32_t>(std::min(end, span_end) - e);
+    }
+    // The longest run from each entry on, the first one on ties.
+    std::vector<std::size_t> longest(count + 1, count);
+    for (std::size_t e = count; e-- > 0;)
+        longest[e] = longest[e + 1] < count && run[longest[e + 1]] > run[e] ? longest[e + 1] : e;
     std::size_t cursor = 0;
     std::vector<std::uint16_t> labels;
     while (n > 5) {
-        // The longest dense run from the cursor on: each next case stays in
-        // it while its distance from the run's first value, halved, is
-        // within the count so far.
-        std::size_t best = 0, best_length = 0;
-        for (std::size_t e = cursor; e < entries.size(); ++e) {
-            std::size_t length = 1;
-            for (std::size_t f = e + 1; f < entries.size(); ++f) {
-                std::uint32_t distance =
-                    static_cast<std::uint32_t>(entries[f].value) - static_cast<std::uint32_t>(entries[e].value);
-                if (distance / 2 > length)
-                    break;
-                std::uint32_t span = distance + 1;
-                if (span > 0xFFFF)
-                    break;  // a range's span is a half word
-                ++length;
-            }
-            if (length > best_length) {
-                best = e;
-                best_length = length;
-            }
-            // No later start can give a longer run than what is left.
-            if (best_length >= entries.size() - e)
-                break;
-        }
+        // The longest dense run from the cursor on.
+        std::size_t best = longest[cursor];
+        std::size_t best_length = best < count ? run[best] : 0;
         if (best_length < 5)
             break;
         std::int32_t first = entries[best].value;

@@ -2,7 +2,9 @@
 // break and continue targets, reachability marks, and the loop
 // transformations decided while reading (while to for, hoisting of
 // invariant assignments, the offer of counted loops).
+#include <algorithm>
 #include <cstring>
+#include <unordered_set>
 #include <vector>
 
 #include "decl/declare.h"
@@ -28,14 +30,79 @@ namespace {
 
 RecordPool stmt_pool = record_pool<Stmt>();
 
-// The case table of the innermost switch being read (null outside one),
-// and its entry entered last: cases usually come in ascending order, and
-// the search for the place of the next one starts there.
-Symbol **current_cases = nullptr;
-Symbol *last_case = nullptr;
-// The case entries of that table (the default not counted). The output
-// gives a switch's count a half word: one more case is an error.
-std::uint32_t case_count = 0;
+// The case table of the innermost switch being read. Its entries are
+// chained in the order they are read and sorted when the switch ends, by a
+// stable sort: of equal values (a default counts as 0) the one read first
+// stays first. Cases usually come in ascending order: a case above every
+// entry so far cannot repeat one, and a table read in order needs no sort.
+// Other cases are looked for in the table itself while it is short, and
+// in `case_index` once it is not.
+struct CaseTable {
+    Symbol **head;           // the switch's list; null outside a switch
+    Symbol **tail;           // where the next entry is chained
+    std::int32_t highest;    // the highest value entered (when there is one)
+    std::uint32_t count;     // case entries, the default not counted
+    std::uint32_t serial;    // tells this switch's keys in case_index apart
+    bool has_entries;
+    bool has_default;
+    bool unordered;          // an entry came below an earlier one
+    bool indexed;            // its case values are in case_index
+};
+CaseTable cases{};
+// A table this long is searched through the index.
+constexpr std::uint32_t CASE_SCAN_LIMIT = 16;
+// Case values of the function's switches, keyed by switch serial and value.
+std::unordered_set<std::uint64_t> case_index;
+std::uint32_t switch_serial = 0;
+std::vector<Symbol *> case_sort;
+
+std::uint64_t case_key(std::int32_t value)
+{
+    return static_cast<std::uint64_t>(cases.serial) << 32 | static_cast<std::uint32_t>(value);
+}
+
+// Whether the current switch has a case of this value already.
+bool is_case_entered(std::int32_t value)
+{
+    if (!cases.has_entries || value > cases.highest)
+        return false;
+    if (!cases.indexed && cases.count < CASE_SCAN_LIMIT) {
+        for (const Symbol *e = *cases.head; e; e = e->next)
+            if (e->sclass == SC_CASE && static_cast<std::int32_t>(e->value) == value)
+                return true;
+        return false;
+    }
+    if (!cases.indexed) {
+        for (const Symbol *e = *cases.head; e; e = e->next)
+            if (e->sclass == SC_CASE)
+                case_index.insert(case_key(static_cast<std::int32_t>(e->value)));
+        cases.indexed = true;
+    }
+    return case_index.count(case_key(value)) != 0;
+}
+
+// The current switch's entries into ascending signed order, equal values
+// in the order they were read.
+void sort_cases()
+{
+    if (!cases.unordered)
+        return;
+    case_sort.clear();
+    for (Symbol *e = *cases.head; e; e = e->next)
+        case_sort.push_back(e);
+    std::stable_sort(case_sort.begin(), case_sort.end(), [](const Symbol *a, const Symbol *b) {
+        return static_cast<std::int32_t>(a->value) < static_cast<std::int32_t>(b->value);
+    });
+    Symbol **slot = cases.head;
+    for (Symbol *e : case_sort) {
+        *slot = e;
+        slot = &e->next;
+    }
+    *slot = nullptr;
+}
+
+// The output gives a switch's count of cases a half word: one more case
+// is an error.
 constexpr std::uint32_t MAX_CASES = 0xFFFF;
 
 // Loops that may become counted loops.
@@ -102,7 +169,8 @@ void set_end(Stmt *s)
 {
     if (const Token *t = current_token) {
         s->end_line = t->line;
-        s->end_column = t->column;
+        // Without the first-line mark of an #asm block's first token.
+        s->end_column = static_cast<std::uint16_t>(t->column & ~COLUMN_ASM_FIRST);
     }
 }
 
@@ -141,12 +209,54 @@ Node *read_test(Stmt *s, const char *missing, const char *invalid)
 
 // ---- hoisting of invariant assignments ----
 
+bool local_storage(const Symbol *s)
+{
+    return s->sclass != SC_NONE && s->sclass != SC_EXTERN && s->sclass != SC_STATIC;
+}
+
+// The calls and stores counted so far, taken before a loop and compared
+// after it.
+struct LoopEffects {
+    std::int32_t calls, stores, automatic_stores, indirect_stores;
+};
+LoopEffects effects_so_far()
+{
+    return {call_count, memory_store_count, automatic_store_count, indirect_store_count};
+}
+// What was counted since `before`.
+LoopEffects effects_since(const LoopEffects &before)
+{
+    LoopEffects now = effects_so_far();
+    return {now.calls - before.calls, now.stores - before.stores, now.automatic_stores - before.automatic_stores,
+            now.indirect_stores - before.indirect_stores};
+}
+
+// A named label was read in the function: a goto read later may go back
+// to it.
+bool label_read = false;
+
 struct LoopFacts {
     std::uint32_t start;  // the loop's start stamp
     bool calls;           // the body makes calls
     bool stores;          // the loop stores to memory (memory_store_count)
+    // A load through a pointer may see a store in the loop: to memory, or,
+    // in a loop that can be entered again, to a variable whose address
+    // code read later may take and bring back into the loop.
+    bool pointer_loads_stale;
+    // In a loop that can be entered again, a call or a store through a
+    // pointer may change an automatic variable whose address code read
+    // later takes.
+    bool late_addresses;
     const Node *test;     // for: its test
 };
+
+// Whether a call or store in the loop may change s without naming it.
+bool changed_unnamed(const Symbol *s, const LoopFacts &f)
+{
+    if (s->sclass == SC_AUTO || s->sclass == SC_ARGUMENT)
+        return f.late_addresses;
+    return (f.calls || f.stores) && !local_storage(s);
+}
 
 bool uses_symbol(const Node *n, const Symbol *s)
 {
@@ -172,11 +282,6 @@ bool uses_symbol(const Node *n, const Symbol *s)
     return false;
 }
 
-bool local_storage(const Symbol *s)
-{
-    return s->sclass != SC_NONE && s->sclass != SC_EXTERN && s->sclass != SC_STATIC;
-}
-
 bool hoistable_assignment(const Node *a, const LoopFacts &f);
 
 bool invariant(const Node *n, const LoopFacts &f)
@@ -191,7 +296,7 @@ bool invariant(const Node *n, const LoopFacts &f)
             return false;
         // A global or static may be changed by a call, or by a store
         // through a pointer that its own stamp does not see.
-        return !(f.calls || f.stores) || local_storage(s);
+        return !changed_unnamed(s, f);
     }
     switch (n->op) {
     case OP_COMMA:
@@ -204,7 +309,8 @@ bool invariant(const Node *n, const LoopFacts &f)
     case OP_POSTDEC:
         return false;
     case OP_DEREF:
-        if (f.calls || f.stores || (n->left->type->kind == KIND_POINTER && (n->left->type->attr & ATTR_VOLATILE)))
+        if (f.calls || f.pointer_loads_stale ||
+            (n->left->type->kind == KIND_POINTER && (n->left->type->attr & ATTR_VOLATILE)))
             return false;
         return invariant(n->left, f);
     default:
@@ -232,7 +338,7 @@ bool hoistable_assignment(const Node *a, const LoopFacts &f)
         return false;
     if (f.test && uses_symbol(f.test, s))
         return false;
-    if ((f.calls || f.stores) && !local_storage(s))
+    if (changed_unnamed(s, f))
         return false;
     return invariant(a->right, f);
 }
@@ -330,10 +436,21 @@ Stmt *empty_body(const Stmt *loop)
 
 // The leading statements of a loop body that can run once before the loop.
 // Returns the new statement to stand in the loop's place (the loop itself,
-// or for a do loop with something moved, a block around it).
-Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, bool calls, bool stores)
+// or for a do loop with something moved, a block around it). `effects`
+// holds what the loop counted. `enclosed` tells that the loop is inside another
+// loop: that loop, or a goto back to a label read before this loop ends,
+// runs it again after code not read yet, which may take the address of a
+// variable that this loop stores to or reads.
+Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, const LoopEffects &effects, bool enclosed)
 {
-    LoopFacts f{start, calls, stores, loop->kind == STMT_FOR ? loop->expr : nullptr};
+    bool again = enclosed || label_read;
+    bool calls = effects.calls != 0, stores = effects.stores != 0;
+    LoopFacts f{start,
+                calls,
+                stores,
+                stores || (again && effects.automatic_stores != 0),
+                again && (calls || effects.indirect_stores != 0),
+                loop->kind == STMT_FOR ? loop->expr : nullptr};
     Stmt *body = loop->body;
     if (!body)
         return loop;
@@ -611,7 +728,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     forget_known_values();
     expect(TK_LPAREN);
     std::uint32_t start = ++sequence_counter;
-    std::int32_t calls = call_count, stores = memory_store_count;
+    LoopEffects before = effects_so_far();
     s->expr = read_test(s, "missing while test expression", "invalid while test type");
     expect(TK_RPAREN);
     bool candidate = previous && previous->kind == STMT_EXPR;
@@ -623,13 +740,13 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     std::int32_t operators = operator_count;
     s->body = parse_statement(s, s, nullptr);
     set_end(s);
-    bool body_calls = call_count != calls;
-    bool body_stores = memory_store_count != stores;
+    LoopEffects body = effects_since(before);
+    bool body_calls = body.calls != 0;
     bool counted = false;
     if (candidate) {
         if (while_to_for(s, previous, labelled)) {
             if (s->init && loop_test(s->init, s->expr) == 2)
-                s = hoist_invariants(s, start, body_calls, body_stores);
+                s = hoist_invariants(s, start, body, loop_depth > 1);
             if (Symbol *counter = loop_counter(s->step)) {
                 loops->counter = counter;
                 counted_loop_step(s, loops, body_stamp, operator_count - operators, start, body_calls);
@@ -657,7 +774,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     ++loop_depth;
     forget_known_values();
     std::uint32_t start = sequence_counter;
-    std::int32_t calls = call_count, stores = memory_store_count;
+    LoopEffects before = effects_so_far();
     s->body = parse_statement(s, s, nullptr);
     expect(KW_WHILE);
     Token *open = expect(TK_LPAREN);
@@ -675,8 +792,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
         expand_inline_calls(&s->expr, s, true);
     // The test runs on every trip: what it calls or stores counts with
     // the body.
-    bool body_calls = call_count != calls;
-    bool body_stores = memory_store_count != stores;
+    LoopEffects body = effects_since(before);
     if (s->body && (s->body->flags & STMT_LABELLED))
         s->flags |= STMT_LABELLED;
     --loop_depth;
@@ -684,7 +800,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     set_end(s);
     Stmt *result = s;
     if (!is_zero_constant(s->expr))
-        result = hoist_invariants(s, start, body_calls, body_stores);
+        result = hoist_invariants(s, start, body, loop_depth > 0);
     forget_known_values();
     return result;
 }
@@ -700,7 +816,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     forget_known_values();
     ++loop_depth;
     std::uint32_t start = ++sequence_counter;
-    std::int32_t calls = call_count, stores = memory_store_count;
+    LoopEffects before = effects_so_far();
     s->expr = statement_expression(s, true);
     if (s->expr && !make_condition(&s->expr))
         report_plain("invalid for test type");
@@ -718,12 +834,12 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     std::int32_t operators = operator_count;
     s->body = parse_statement(s, s, nullptr);
     set_end(s);
-    bool body_calls = call_count != calls;
-    bool body_stores = memory_store_count != stores;
+    LoopEffects body = effects_since(before);
+    bool body_calls = body.calls != 0;
     if (s->body->flags & STMT_LABELLED)
         s->flags |= STMT_LABELLED;
     if (s->init && s->expr && loop_test(s->init, s->expr) == 2)
-        s = hoist_invariants(s, start, body_calls, body_stores);
+        s = hoist_invariants(s, start, body, loop_depth > 1);
     if (counter) {
         counted_loop_step(s, loops, body_stamp, operator_count - operators, start, body_calls);
         pop_loop();
@@ -797,13 +913,11 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
         expand_inline_calls(&s->expr, s, true);
     }
     expect(TK_RPAREN);
-    Symbol **saved = current_cases;
-    Symbol *saved_last = last_case;
-    std::uint32_t saved_count = case_count;
+    CaseTable saved = cases;
     s->cases = nullptr;
-    current_cases = &s->cases;
-    last_case = nullptr;
-    case_count = 0;
+    cases = CaseTable{};
+    cases.head = cases.tail = &s->cases;
+    cases.serial = ++switch_serial;
     s->body = parse_statement(continue_target, s, nullptr);
     if (s->body->flags & STMT_LABELLED)
         s->flags |= STMT_LABELLED;
@@ -813,9 +927,8 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
         if (first && !(first->flags & (STMT_CASE_LABEL | STMT_LABELLED)))
             report_at(first->line, first->column, "W4unreachable code");
     }
-    current_cases = saved;
-    last_case = saved_last;
-    case_count = saved_count;
+    sort_cases();
+    cases = saved;
     return s;
 }
 
@@ -869,34 +982,33 @@ Stmt *new_stmt(std::uint8_t kind)
 void add_case(std::uint8_t kind, std::int32_t value, Stmt *stmt)
 {
     const char *what = kind == SC_CASE ? "case" : "default";
-    if (!current_cases) {
+    if (!cases.head) {
         report("invalid %s", 0, what);
         return;
     }
-    // Entries before the last one entered hold smaller values when it is
-    // smaller than this one: no duplicate can be among them.
-    Symbol **slot = current_cases;
-    if (last_case && static_cast<std::int32_t>(last_case->value) < value)
-        slot = &last_case->next;
-    for (; *slot; slot = &(*slot)->next) {
-        Symbol *e = *slot;
-        if (e->sclass == kind && static_cast<std::int32_t>(e->value) == value) {
-            report("duplicate %s", 0, what);
-            return;
-        }
-        if (static_cast<std::int32_t>(e->value) > value)
-            break;
+    if (kind == SC_DEFAULT ? cases.has_default : is_case_entered(value)) {
+        report("duplicate %s", 0, what);
+        return;
     }
-    if (kind == SC_CASE && ++case_count > MAX_CASES) {
-        if (case_count == MAX_CASES + 1)
+    if (kind == SC_CASE && ++cases.count > MAX_CASES) {
+        if (cases.count == MAX_CASES + 1)
             report("too many cases in switch");
         return;
     }
-    Symbol *entry = new_symbol(slot, nullptr, kind, nullptr);
+    Symbol *entry = new_symbol(cases.tail, nullptr, kind, nullptr);
+    cases.tail = &entry->next;
     entry->value = static_cast<std::uint32_t>(value);
     entry->statement = stmt;
-    last_case = entry;
     stmt->flags |= STMT_CASE_LABEL;
+    if (kind == SC_DEFAULT)
+        cases.has_default = true;
+    else if (cases.indexed)
+        case_index.insert(case_key(value));
+    if (cases.has_entries && value < cases.highest)
+        cases.unordered = true;
+    if (!cases.has_entries || value > cases.highest)
+        cases.highest = value;
+    cases.has_entries = true;
 }
 
 namespace {
@@ -992,6 +1104,7 @@ namespace {
                     l->statement = s;
                 }
                 s->flags |= STMT_LABELLED;
+                label_read = true;
                 label = true;
             } else {
                 push_back_token();
@@ -1082,9 +1195,11 @@ Stmt *read_statement(Stmt *continue_target, Stmt *break_target, Stmt *previous)
 
 void statements_begin_function()
 {
-    current_cases = nullptr;
-    last_case = nullptr;
-    case_count = 0;
+    label_read = false;
+    cases = CaseTable{};
+    if (!case_index.empty())
+        std::unordered_set<std::uint64_t>().swap(case_index);  // its buckets too
+    switch_serial = 0;
     while (loops)
         pop_loop();
     function.blocks = nullptr;
@@ -1111,9 +1226,10 @@ void statements_reset()
         free_loop_records = r->outer;
         release(r);
     }
-    current_cases = nullptr;
-    last_case = nullptr;
-    case_count = 0;
+    label_read = false;
+    cases = CaseTable{};
+    std::unordered_set<std::uint64_t>().swap(case_index);
+    switch_serial = 0;
     tail_call_count = 0;
     function = FunctionState{};
     function_body_hook = nullptr;

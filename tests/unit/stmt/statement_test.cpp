@@ -19,6 +19,7 @@ struct Seen {
     int cases = 0;
     bool sorted = true;
     int statements = 0;
+    std::string zeros;  // the entries of value 0 in table order: 'd' default, 'c' case
 };
 Seen seen;
 
@@ -33,6 +34,8 @@ void look(Symbol *, Stmt *body)
         for (Symbol *c = s->cases; c; c = c->next, ++seen.cases) {
             if (static_cast<std::int32_t>(c->value) < last)
                 seen.sorted = false;
+            if (c->value == 0)
+                seen.zeros += c->sclass == SC_DEFAULT ? 'd' : 'c';
             last = static_cast<std::int32_t>(c->value);
         }
     }
@@ -59,10 +62,14 @@ std::string repeat(const std::string &piece, int n)
 
 TEST_F(StatementTest, HostileBodiesEndCleanly)
 {
-    std::string ascending, descending, widest;
+    std::string ascending, descending, widest, shuffled;
     for (int i = 0; i < 10000; ++i) {
         ascending += "case " + std::to_string(i) + ": g = 1; break;\n";
         descending += "case " + std::to_string(5000 - i) + ":\n";
+        // 7919 is prime to 10000: every value -35000 + 7k, k < 10000, once.
+        shuffled += "case " + std::to_string(-35000 + 7 * (i * 7919 % 10000)) + ":\n";
+        if (i == 4000)
+            shuffled += "default: case 0: case 34993: case -35000: default:\n";
     }
     // The most cases a switch can have, on one statement.
     for (int i = 0; i < 65535; ++i)
@@ -72,6 +79,7 @@ TEST_F(StatementTest, HostileBodiesEndCleanly)
         std::string body;
         std::string messages;
         int cases;
+        std::string zeros = "";  // checked when given
     } shapes[] = {
         // Statements and the expressions in them share the nesting limit.
         {repeat("{\n", 9990) + "g = 1;\n" + repeat("}\n", 9990), done, 0},
@@ -81,7 +89,11 @@ TEST_F(StatementTest, HostileBodiesEndCleanly)
         {"switch (g) {\n" + ascending + "}\n", done, 10000},
         {"switch (g) {\n" + descending + "g = 2; }\n", done, 10000},
         {"switch (g) {\n" + ascending + "case 17: default: default: ; }\n", "duplicate case\nduplicate default\n",
-         10001},
+         10001, "cd"},
+        // Cases in no order: each repeat found, in the order read, and the
+        // default before the case 0 read after it.
+        {"switch (g) {\n" + shuffled + "; }\n",
+         "duplicate case\nduplicate case\nduplicate default\nduplicate case\n", 10001, "dc"},
         // One case more than the output can count is an error, once; the
         // default does not count, and neither does a nested switch's case.
         {"switch (g) {\n" + widest + "default: g = 1; }\n", done, 65536},
@@ -103,6 +115,9 @@ TEST_F(StatementTest, HostileBodiesEndCleanly)
         EXPECT_EQ(seen.bodies, 1) << shape.body.substr(0, 30);
         EXPECT_EQ(seen.cases, shape.cases) << shape.body.substr(0, 30);
         EXPECT_TRUE(seen.sorted) << shape.body.substr(0, 30);
+        if (!shape.zeros.empty()) {
+            EXPECT_EQ(seen.zeros, shape.zeros) << shape.body.substr(0, 30);
+        }
     }
 }
 
