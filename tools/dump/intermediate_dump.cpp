@@ -569,6 +569,32 @@ bool Decoder::record_body(unsigned code, std::string &s)
 
 }  // namespace
 
+bool dump_record(const unsigned char *data, std::size_t size, std::size_t at, bool analyser, std::string &out)
+{
+    if (at >= size)
+        return false;
+    Decoder d;
+    d.data = data;
+    d.size = size;
+    d.pos = at + 1;
+    d.analyser = analyser;
+    unsigned code = data[at];
+    const char *name = at == 0 ? (code == ir::REC_UNIT ? "REC_UNIT" : code == ir::REC_UNIT_ANALYSER ? "REC_UNIT_ANALYSER" : nullptr)
+                               : code == ir::REC_UNIT_ANALYSER ? nullptr : record_name(code);
+    if (!name)
+        return false;
+    d.record = name;
+    d.record_at = at;
+    std::size_t mark = out.size();
+    put_offset(out, at);
+    out += ' ';
+    out += name;
+    bool ok = at == 0 && code == ir::REC_UNIT ? d.unit(out) : d.record_body(code, out);
+    if (!ok)
+        out.resize(mark);
+    return ok;
+}
+
 DumpResult dump_intermediate(const unsigned char *data, std::size_t size, std::string &out)
 {
     Decoder d;
