@@ -945,7 +945,8 @@ bool Loader::link(const RunOptions &options)
         if (!s.placed || s.function >= 0 || s.native != NAT_NONE)
             continue;
         std::memset(&program.valid[s.address], 1, s.size);
-        std::memcpy(&program.memory[s.address], s.init.data(), s.init.size());
+        if (!s.init.empty())
+            std::memcpy(&program.memory[s.address], s.init.data(), s.init.size());
     }
     for (Symbol &s : symbols) {
         for (Reloc &rel : s.relocs) {
