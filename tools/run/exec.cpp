@@ -498,11 +498,11 @@ std::int64_t Machine::printf_native(std::uint32_t ap)
             output += c;
             continue;
         }
-        std::string spec = "%";
+        std::string conversion = "%";
         for (;;) {
             c = static_cast<char>(read_unsigned(++at, 1));
             if (c == '-' || c == '0' || c == '+' || c == ' ' || c == '#')
-                spec += c;
+                conversion += c;
             else
                 break;
         }
@@ -537,29 +537,29 @@ std::int64_t Machine::printf_native(std::uint32_t ap)
             c = static_cast<char>(read_unsigned(++at, 1));
         }
         if (width >= 0)
-            spec += std::to_string(width);
+            conversion += std::to_string(width);
         if (precision >= 0)
-            spec += "." + std::to_string(precision);
+            conversion += "." + std::to_string(precision);
         char text[16400];
         switch (c) {
         case 'd': case 'i': {
             long long v = is_long ? static_cast<std::int32_t>(read_unsigned(ap + offset, 4)) : int_arg(ap, offset);
             offset += is_long ? 4 : 2;
-            std::snprintf(text, sizeof text, (spec + "ll" + c).c_str(), v);
+            std::snprintf(text, sizeof text, (conversion + "ll" + c).c_str(), v);
             output += text;
             break;
         }
         case 'u': case 'x': case 'X': case 'o': {
             unsigned long long v = read_unsigned(ap + offset, is_long ? 4 : 2);
             offset += is_long ? 4 : 2;
-            std::snprintf(text, sizeof text, (spec + "ll" + c).c_str(), v);
+            std::snprintf(text, sizeof text, (conversion + "ll" + c).c_str(), v);
             output += text;
             break;
         }
         case 'c': {
             auto v = static_cast<int>(static_cast<unsigned char>(read_unsigned(ap + offset, 2)));
             offset += 2;
-            std::snprintf(text, sizeof text, (spec + "c").c_str(), v);
+            std::snprintf(text, sizeof text, (conversion + "c").c_str(), v);
             output += text;
             break;
         }
@@ -573,7 +573,7 @@ std::int64_t Machine::printf_native(std::uint32_t ap)
                     break;
                 chars += b;
             }
-            std::snprintf(text, sizeof text, (spec + "s").c_str(), chars.c_str());
+            std::snprintf(text, sizeof text, (conversion + "s").c_str(), chars.c_str());
             output += text;
             break;
         }
@@ -591,7 +591,7 @@ std::int64_t Machine::printf_native(std::uint32_t ap)
             --at;
             break;
         default:
-            output += spec;
+            output += conversion;
             output += c;
             break;
         }
