@@ -57,7 +57,6 @@
 //   WHAT at offset BBBBBB in REC_X at offset OOOOOO      (offset of the bad byte, of the record)
 #include "dump/intermediate_dump.h"
 
-#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -65,83 +64,11 @@
 #include <cstring>
 #include <vector>
 
+#include "ir/reader.h"
+
 namespace {
 
-constexpr unsigned CODE_UNIT = 203;  // REC_ASM_TEXT after the first record
-constexpr unsigned CODE_UNIT_ANALYSER = 202;
-
-// Bytes of the expression encoding that are not operators of the table.
-constexpr unsigned EXPR_LEAF = 0;
-constexpr unsigned EXPR_CALL = 105;
-constexpr unsigned EXPR_CALL_WITH_ARGS = 169;
-constexpr unsigned EXPR_ARG_PREFIX = 165;
-constexpr unsigned TYPE_INT = 3;
-
-constexpr const char *type_names[] = {nullptr, "char",  "uchar", "int", "bits16", "uint",   "long", "bits32",
-                                      "ulong", "float", "double", "ptr", "real12", "bits8", "struct"};
-constexpr unsigned TYPE_PTR = 11;
-constexpr unsigned TYPE_STRUCT = 14;
-constexpr bool is_bitfield_type(unsigned code) { return code == 4 || code == 7 || code == 13; }
-
-struct Operator {
-    const char *spelling;
-    unsigned char operands;
-};
-
-constexpr std::array<Operator, 256> make_operators()
-{
-    std::array<Operator, 256> t{};
-    auto set = [&](unsigned code, const char *spelling, unsigned char operands) { t[code] = {spelling, operands}; };
-    set(222, "+", 2);
-    set(216, "-", 2);
-    set(226, "*", 2);
-    set(133, "/", 2);
-    set(153, "%", 2);
-    set(151, "<<", 2);
-    set(160, ">>", 2);
-    set(193, "&", 2);
-    set(163, "^", 2);
-    set(156, "|", 2);
-    set(108, "neg", 1);
-    set(107, "deref", 1);
-    set(100, "addr", 1);
-    set(149, "<", 2);
-    set(144, ">=", 2);
-    set(143, ">", 2);
-    set(150, "<=", 2);
-    set(148, "==", 2);
-    set(155, "!=", 2);
-    set(130, "&&", 2);
-    set(157, "||", 2);
-    set(90, "!", 1);
-    set(67, "~", 1);
-    set(136, "=", 2);
-    set(159, "?:", 3);
-    set(102, "cast", 1);
-    set(142, "+=", 2);
-    set(139, "-=", 2);
-    set(145, "*=", 2);
-    set(135, "/=", 2);
-    set(140, "%=", 2);
-    set(137, "<<=", 2);
-    set(138, ">>=", 2);
-    set(134, "&=", 2);
-    set(146, "^=", 2);
-    set(141, "|=", 2);
-    set(168, ",", 2);
-    // The increment is carried as a second operand, the constant 1.
-    set(170, "post++", 2);
-    set(167, "post--", 2);
-    return t;
-}
-constexpr std::array<Operator, 256> operators = make_operators();
-
-void put_offset(std::string &s, std::size_t offset)
-{
-    char text[32];
-    std::snprintf(text, sizeof text, "%06zu", offset);
-    s += text;
-}
+using ir::put_offset;
 
 void put_unsigned(std::string &s, std::uint64_t v) { s += std::to_string(v); }
 void put_signed(std::string &s, std::uint32_t w) { s += std::to_string(static_cast<std::int32_t>(w)); }
@@ -208,105 +135,7 @@ void put_double(std::string &s, std::uint64_t bits)
     s.append(text, r.ptr);
 }
 
-struct Decoder {
-    const unsigned char *data = nullptr;
-    std::size_t size = 0;
-    std::size_t pos = 0;
-    bool analyser = false;
-    const char *record = "";
-    std::size_t record_at = 0;
-    std::string error;  // the first failure; reads after it yield 0
-
-    bool failed() const { return !error.empty(); }
-
-    void fail(const std::string &what, std::size_t at)
-    {
-        if (failed())
-            return;
-        error = what + " at offset ";
-        put_offset(error, at);
-        error += " in ";
-        error += record;
-        error += " at offset ";
-        put_offset(error, record_at);
-    }
-
-    bool have(std::size_t n)
-    {
-        if (failed())
-            return false;
-        if (size - pos < n) {
-            error = std::string("unexpected end of file in ") + record + " at offset ";
-            put_offset(error, record_at);
-            return false;
-        }
-        return true;
-    }
-
-    unsigned byte()
-    {
-        if (!have(1))
-            return 0;
-        return data[pos++];
-    }
-    unsigned half()
-    {
-        if (!have(2))
-            return 0;
-        unsigned v = data[pos] | data[pos + 1] << 8;
-        pos += 2;
-        return v;
-    }
-    std::uint32_t word()
-    {
-        if (!have(4))
-            return 0;
-        std::uint32_t v = 0;
-        for (int i = 3; i >= 0; --i)
-            v = v << 8 | data[pos + static_cast<std::size_t>(i)];
-        pos += 4;
-        return v;
-    }
-    std::uint64_t eight_bytes()
-    {
-        if (!have(8))
-            return 0;
-        std::uint64_t v = 0;
-        for (int i = 7; i >= 0; --i)
-            v = v << 8 | data[pos + static_cast<std::size_t>(i)];
-        pos += 8;
-        return v;
-    }
-    const unsigned char *bytes(std::size_t n)
-    {
-        if (!have(n))
-            return nullptr;
-        const unsigned char *p = data + pos;
-        pos += n;
-        return p;
-    }
-
-    // A byte the layout fixes (padding zeros, markers).
-    void fixed(unsigned expected, std::size_t count = 1)
-    {
-        for (std::size_t i = 0; i < count; ++i) {
-            std::size_t at = pos;
-            unsigned b = byte();
-            if (!failed() && b != expected)
-                fail("byte " + std::to_string(b) + " where " + std::to_string(expected) + " belongs", at);
-        }
-    }
-
-    // A length byte that counts one more than the characters after it.
-    std::size_t length_plus_one()
-    {
-        std::size_t at = pos;
-        unsigned n = byte();
-        if (!failed() && n == 0)
-            fail("length byte 0 (it counts one more than the characters)", at);
-        return n ? n - 1 : 0;
-    }
-
+struct Decoder : ir::Reader {
     void field(std::string &s, const char *name)
     {
         s += ' ';
@@ -333,84 +162,54 @@ struct Decoder {
 
     void type_ref(std::string &s)
     {
-        std::size_t at = pos;
-        unsigned code = byte();
+        ir::TypeRef t = Reader::type_ref();
         if (failed())
             return;
-        unsigned base = code & 0x7F;
-        if (base < 1 || base > 14) {
-            fail("bad type code " + std::to_string(code), at);
-            return;
-        }
-        s += type_names[base];
-        if (code & 0x80) {
+        s += ir::type_name(t.code);
+        if (t.has_attr) {
             s += '@';
-            put_hex(s, half(), 4);
+            put_hex(s, t.attr, 4);
         }
-        if (base == TYPE_PTR) {
+        if (t.code == ir::TYPE_PTR) {
             s += "->";
-            put_hex(s, half(), 4);
-        } else if (is_bitfield_type(base)) {
+            put_hex(s, t.target_attr, 4);
+        } else if (ir::is_bitfield_type(t.code)) {
             s += ':';
-            put_unsigned(s, byte());
+            put_unsigned(s, t.bit_offset);
             s += ':';
-            put_unsigned(s, byte());
-        } else if (base == TYPE_STRUCT) {
+            put_unsigned(s, t.bit_width);
+        } else if (t.code == ir::TYPE_STRUCT) {
             s += '[';
-            put_unsigned(s, word());
+            put_unsigned(s, t.struct_size);
             s += ']';
         }
     }
 
     void name_ref(std::string &s)
     {
-        unsigned length = byte();
-        unsigned tag = half();
+        ir::NameRef n = Reader::name_ref();
         if (failed())
             return;
-        if (length == 0) {
-            if (tag) {
+        if (n.length == 0) {
+            if (n.tag) {
                 s += 'L';
-                put_unsigned(s, tag);
+                put_unsigned(s, n.tag);
             } else {
                 s += '-';
             }
             return;
         }
-        unsigned kind = byte();
-        const unsigned char *chars = bytes(length - 1);
-        if (failed())
-            return;
-        put_name(s, chars, length - 1);
-        if (tag) {
+        put_name(s, n.chars, n.chars_length());
+        if (n.tag) {
             s += '[';
-            put_unsigned(s, tag);
+            put_unsigned(s, n.tag);
             s += ']';
         }
         s += '{';
         char hex[4];
-        std::snprintf(hex, sizeof hex, "%02x", kind);
+        std::snprintf(hex, sizeof hex, "%02x", n.kind);
         s += hex;
         s += '}';
-    }
-
-    // Before every argument but the last: byte 165 and the type int. Sets
-    // `last` when no prefix comes, that is when the next argument ends the
-    // list.
-    bool argument_prefix(bool &last)
-    {
-        if (!have(1))
-            return false;
-        if (data[pos] != EXPR_ARG_PREFIX) {
-            last = true;
-            return true;
-        }
-        ++pos;
-        std::size_t at = pos;
-        unsigned type = byte();
-        if (!failed() && type != TYPE_INT)
-            fail("argument prefix with type code " + std::to_string(type) + " instead of int", at);
-        return !failed();
     }
 
     // Nodes still awaiting operands are kept on an explicit stack, so a file
@@ -427,7 +226,7 @@ struct Decoder {
             unsigned op = byte();
             if (failed())
                 return;
-            if (op == EXPR_LEAF) {
+            if (op == ir::EXPR_LEAF) {
                 s += "(leaf ";
                 type_ref(s);
                 s += ' ';
@@ -437,16 +236,16 @@ struct Decoder {
                 field_unsigned(s, "storage", byte());
                 field_unsigned(s, "lvalue", byte());
                 s += ')';
-            } else if (op == EXPR_CALL || op == EXPR_CALL_WITH_ARGS) {
+            } else if (op == ir::EXPR_CALL || op == ir::EXPR_CALL_WITH_ARGS) {
                 s += "(call ";
                 type_ref(s);
-                open.push_back({1, op == EXPR_CALL_WITH_ARGS});
-            } else if (operators[op].spelling) {
+                open.push_back({1, op == ir::EXPR_CALL_WITH_ARGS});
+            } else if (ir::operator_info(op).spelling) {
                 s += '(';
-                s += operators[op].spelling;
+                s += ir::operator_info(op).spelling;
                 s += ' ';
                 type_ref(s);
-                open.push_back({operators[op].operands, false});
+                open.push_back({ir::operator_info(op).operands, false});
             } else {
                 fail("bad operator " + std::to_string(op), at);
             }
@@ -543,70 +342,8 @@ struct Decoder {
     bool record_body(unsigned code, std::string &s);
 };
 
-const char *branch_condition(unsigned code)
-{
-    switch (code) {
-    case 141: return "lt";
-    case 135: return "ge";
-    case 136: return "gt";
-    case 142: return "le";
-    case 138: return "eq";
-    case 143: return "ne";
-    }
-    return nullptr;
-}
-
-const char *record_name(unsigned code)
-{
-    switch (code) {
-    case 203: return "REC_ASM_TEXT";
-    case 202: return "REC_UNIT_ANALYSER";
-    case 19: return "REC_FILE";
-    case 20: return "REC_LINE";
-    case 139: return "REC_JUMP";
-    case 140: return "REC_LABEL";
-    case 130: return "REC_CASE_LABEL";
-    case 141: case 135: case 136: case 142: case 138: case 143: return "REC_BRANCH";
-    case 150: return "REC_EVAL";
-    case 146: return "REC_RETURN";
-    case 114: return "REC_NEGATE_IN_PLACE";
-    case 115: return "REC_COMPLEMENT_IN_PLACE";
-    case 113: return "REC_ASM";
-    case 180: return "REC_ASM_ARGS";
-    case 149: case 190: case 189: return "REC_SWITCH";
-    case 185: return "REC_CASES";
-    case 205: return "REC_CASE_RANGE";
-    case 206: return "REC_CASE_LIST";
-    case 151: return "REC_CASES_END";
-    case 194: return "REC_LOOP";
-    case 251: return "REC_FUNCTION";
-    case 217: return "REC_FIRST_ARG";
-    case 218: return "REC_ARG_SIZE";
-    case 129: return "REC_FRAME";
-    case 211: return "REC_FUNCTION_END";
-    case 134: return "REC_FUNC_DEF";
-    case 132: return "REC_OBJ_DEF";
-    case 144: return "REC_EXTERN";
-    case 131: return "REC_DATA";
-    case 199: return "REC_DATA_ATTR";
-    case 201: return "REC_DATA_AT";
-    case 184: return "REC_DATA_LABEL";
-    case 148: return "REC_BYTES";
-    case 137: return "REC_INT";
-    case 133: return "REC_FLOAT";
-    case 197: case 192: case 200: return "REC_ADDR";
-    case 147: return "REC_SPACE";
-    case 210: return "REC_DATA_END";
-    case 204: return "REC_SECTION";
-    case 186: return "REC_SPACE_NAME";
-    case 187: return "REC_NAME";
-    case 188: return "REC_SOURCE_RANGE";
-    case 213: return "REC_DEBUG_LABEL";
-    case 214: return "REC_DEBUG_FUNC";
-    case 215: return "REC_DEBUG_FILE";
-    }
-    return nullptr;
-}
+using ir::branch_condition;
+using ir::record_name;
 
 // Decodes the fields of the record whose code byte was just read (and whose
 // name is already in `s`); false after a failure.
@@ -832,6 +569,32 @@ bool Decoder::record_body(unsigned code, std::string &s)
 
 }  // namespace
 
+bool dump_record(const unsigned char *data, std::size_t size, std::size_t at, bool analyser, std::string &out)
+{
+    if (at >= size)
+        return false;
+    Decoder d;
+    d.data = data;
+    d.size = size;
+    d.pos = at + 1;
+    d.analyser = analyser;
+    unsigned code = data[at];
+    const char *name = at == 0 ? (code == ir::REC_UNIT ? "REC_UNIT" : code == ir::REC_UNIT_ANALYSER ? "REC_UNIT_ANALYSER" : nullptr)
+                               : code == ir::REC_UNIT_ANALYSER ? nullptr : record_name(code);
+    if (!name)
+        return false;
+    d.record = name;
+    d.record_at = at;
+    std::size_t mark = out.size();
+    put_offset(out, at);
+    out += ' ';
+    out += name;
+    bool ok = at == 0 && code == ir::REC_UNIT ? d.unit(out) : d.record_body(code, out);
+    if (!ok)
+        out.resize(mark);
+    return ok;
+}
+
 DumpResult dump_intermediate(const unsigned char *data, std::size_t size, std::string &out)
 {
     Decoder d;
@@ -843,8 +606,8 @@ DumpResult dump_intermediate(const unsigned char *data, std::size_t size, std::s
         std::size_t at = d.pos;
         unsigned code = data[d.pos++];
         bool first = at == 0;
-        const char *name = first ? (code == CODE_UNIT ? "REC_UNIT" : code == CODE_UNIT_ANALYSER ? "REC_UNIT_ANALYSER" : nullptr)
-                                 : code == CODE_UNIT_ANALYSER ? nullptr : record_name(code);
+        const char *name = first ? (code == ir::REC_UNIT ? "REC_UNIT" : code == ir::REC_UNIT_ANALYSER ? "REC_UNIT_ANALYSER" : nullptr)
+                                 : code == ir::REC_UNIT_ANALYSER ? nullptr : record_name(code);
         if (!name) {
             std::string message = "bad record code " + std::to_string(code) + " at offset ";
             put_offset(message, at);
@@ -859,7 +622,7 @@ DumpResult dump_intermediate(const unsigned char *data, std::size_t size, std::s
         out += ' ';
         out += name;
         bool ok;
-        if (first && code == CODE_UNIT) {
+        if (first && code == ir::REC_UNIT) {
             ok = d.unit(out);
         } else {
             if (first)

@@ -15,3 +15,8 @@ struct DumpResult {
 // keeps every record decoded before the failing one (whose partial line is
 // left out) and the result carries the message.
 DumpResult dump_intermediate(const unsigned char *data, std::size_t size, std::string &out);
+
+// Appends the line of the one record whose code byte is at `at` (without a
+// newline); false, with `out` unchanged, when it cannot be decoded.
+// `analyser` tells whether the file began with REC_UNIT_ANALYSER.
+bool dump_record(const unsigned char *data, std::size_t size, std::size_t at, bool analyser, std::string &out);
