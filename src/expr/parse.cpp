@@ -888,12 +888,15 @@ Node *parse_unary(unsigned context)
     switch (t->code) {
     case TK_INC:
     case TK_DEC: {
+        // The token record is reused while the operand is read: the
+        // operator is taken first.
+        std::uint8_t op = t->code == TK_INC ? OP_ADDASG : OP_SUBASG;
         Node *operand = parse_unary(0);
         if (!operand) {
             result = missing("missing expression");
             break;
         }
-        result = increment(t->code == TK_INC ? OP_ADDASG : OP_SUBASG, operand);
+        result = increment(op, operand);
         break;
     }
     case TK_MINUS:
