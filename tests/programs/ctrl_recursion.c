@@ -1,3 +1,4 @@
+/* host: yes */
 /* Recursion: factorial in long, Fibonacci, a small Ackermann value, mutual
    recursion, and a recursive digit sum. */
 int printf(const char *, ...);

@@ -1,3 +1,4 @@
+/* host: yes */
 /* Designated initializers: members and elements named out of order, later
    entries continuing from a designator, the rest zero. */
 int printf(const char *, ...);

@@ -1,3 +1,4 @@
+/* host: yes */
 /* Nested braces, brace elision and zero-filling in arrays of structs and
    arrays of arrays. */
 int printf(const char *, ...);
