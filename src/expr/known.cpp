@@ -148,7 +148,10 @@ bool may_be_known(const Node *n)
         const Symbol *s = n->symbol;
         return !(s->attr & (ATTR_CONST | ATTR_VOLATILE)) && !(s->flags & SYM_ADDRESSED);
     }
-    return is_fixed_indirection(n);
+    // A part of an object whose address was taken may have been changed
+    // through a pointer since it was stored.
+    const Symbol *base = base_symbol(n);
+    return is_fixed_indirection(n) && !(base && (base->flags & SYM_ADDRESSED));
 }
 
 }  // namespace
@@ -230,9 +233,14 @@ void record_assignment(Node *node)
         const Symbol *s = target->symbol;
         tracked = !(target->flags & NODE_UNION) && !(s->attr & (ATTR_CONST | ATTR_VOLATILE)) && !(s->flags & SYM_ADDRESSED);
     } else {
+        // A part of an object reached through its constant address; not
+        // one whose address was taken, which a store through a pointer
+        // may change unseen, as for a variable.
+        const Symbol *base = base_symbol(target);
         tracked = target->op == OP_DEREF && is_address_value(target->left) &&
                   !(target->left->flags & (NODE_RETYPED | NODE_UNION)) &&
-                  !(target->left->type->attr & (ATTR_CONST | ATTR_VOLATILE));
+                  !(target->left->type->attr & (ATTR_CONST | ATTR_VOLATILE)) &&
+                  !(base && (base->flags & SYM_ADDRESSED));
     }
     if (!tracked)
         return;
