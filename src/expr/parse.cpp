@@ -558,7 +558,10 @@ Symbol *find_member(const Type *record, const Name *id)
 Type *member_pointer(const Type *old_pointer, Type *to, std::uint16_t member_attr)
 {
     Type *p = new_type(KIND_POINTER, to);
-    p->attr = static_cast<std::uint16_t>(old_pointer->attr | (member_attr & 0xCFFF));
+    // After a bad operand the tree may be no pointer at all: a structure's
+    // attribute word is the same storage as its tag, so it has none to give.
+    std::uint16_t old_attr = old_pointer->kind == KIND_POINTER ? old_pointer->attr : 0;
+    p->attr = static_cast<std::uint16_t>(old_attr | (member_attr & 0xCFFF));
     return p;
 }
 

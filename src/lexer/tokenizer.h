@@ -15,8 +15,15 @@ const char *token_spelling(std::uint16_t code);
 
 // The last tokens delivered, kept for push-back. The parser looks ahead
 // all the time, so taking and giving back a token are inline.
+#ifndef ZPC_TOKEN_RING_SIZE
+#define ZPC_TOKEN_RING_SIZE 3
+#endif
 struct TokenRing {
-    static constexpr int SIZE = 3;
+    // The ring's size can be raised at build time to check that no parser
+    // routine reads a token record after its slot was reused; the push-back
+    // limit stays at three whatever the size.
+    static constexpr int SIZE = ZPC_TOKEN_RING_SIZE;
+    static constexpr int PUSH_LIMIT = 3;
     Token slot[SIZE];
     int pos;     // the slot of the current token
     int pushed;  // tokens pushed back, 0..SIZE
@@ -46,7 +53,7 @@ inline Token *next_token()
 // The last token delivered is delivered again; at most three may be pending.
 inline void push_back_token()
 {
-    if (token_ring.pushed >= TokenRing::SIZE)
+    if (token_ring.pushed >= TokenRing::PUSH_LIMIT)
         token_overflow();
     ++token_ring.pushed;
     int pos = token_ring.pos == 0 ? TokenRing::SIZE - 1 : token_ring.pos - 1;
