@@ -532,8 +532,10 @@ Node *fold_constant_right(Node *node)
             return checked_unary(OP_COMPL, in_type(l, t));
         break;
     case OP_OR:
+        // All ones of the operation's type: `u | 0xFFFF` is 65535u, which
+        // stays 65535 when shifted or widened.
         if (covers && whole_width)
-            return become_int_constant(node, fullmask, &type_int);
+            return become_int_constant(node, fullmask, t);
         break;
     case OP_MUL:
         if (is_power_of_two(c)) {

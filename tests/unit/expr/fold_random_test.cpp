@@ -60,30 +60,17 @@ std::uint32_t reduce(std::uint32_t v, std::uint8_t kind, const Mode &m)
 std::uint8_t promote(std::uint8_t k) { return k < USHORT ? INT : k == USHORT ? UINT : k; }
 int rank(std::uint8_t k) { return k == INT ? SHORT : k == UINT ? USHORT : k; }
 
-// Constants compared: unsigned 16-bit values are cut first (not under -sa),
-// and a side is unsigned-like by its type or, without -sa, by a value that
-// is not negative; under -sa one unsigned type makes both sides so.
+// Constants compared as C compares them: both converted to the higher of
+// their promoted types, then compared signed or unsigned by that type.
 int compare(Value l, Value r, const Mode &m)
 {
-    std::uint32_t a = l.v, b = r.v;
-    bool ul, ur;
-    if (m.sa) {
-        ul = ur = (l.kind | r.kind) & 1;
-    } else {
-        if (l.kind == USHORT || l.kind == UINT)
-            a &= 0xFFFF;
-        if (r.kind == USHORT || r.kind == UINT)
-            b &= 0xFFFF;
-        ul = (l.kind & 1) || static_cast<std::int32_t>(a) >= 0;
-        ur = (r.kind & 1) || static_cast<std::int32_t>(b) >= 0;
-    }
-    if (ul && ur)
+    std::uint8_t pl = promote(l.kind), pr = promote(r.kind);
+    std::uint8_t t = rank(pl) > rank(pr) ? pl : pr;
+    std::uint32_t a = reduce(l.v, t, m), b = reduce(r.v, t, m);
+    if (t & 1)
         return a < b ? -1 : a > b;
-    if (!ul && !ur) {
-        std::int32_t sa = static_cast<std::int32_t>(a), sb = static_cast<std::int32_t>(b);
-        return sa < sb ? -1 : sa > sb;
-    }
-    return ul ? 1 : -1;  // the negative side is the smaller
+    std::int32_t sa = static_cast<std::int32_t>(a), sb = static_cast<std::int32_t>(b);
+    return sa < sb ? -1 : sa > sb;
 }
 
 // A constant used as a condition is compared with the int 0.

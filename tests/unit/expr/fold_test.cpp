@@ -179,9 +179,9 @@ TEST_F(FoldTest, ComparisonRulesInOrder)
         {"i + j == j + i", N(1)}, {"d == d", N(1)}, {"v == v", "(== int " Lv " " Lv ")"},
         {"f() == f()", "(== int " CALL_F " " CALL_F ")"},
         {"i - j < j - i", "(< int (- int " Li " " Lj ") (- int " Lj " " Li "))"},
-        // Two integer constants: the negative side of a mixed pair is the smaller.
-        {"-1 < 1u", N(1)}, {"-1 > 0u", N(0)}, {"65535u == -1", N(0)}, {"65535u > 1", N(1)}, {"-2 < -1", N(1)},
-        {"3 != 3", N(0)},
+        // Two integer constants, compared in their common type.
+        {"-1 < 1u", N(0)}, {"-1 > 0u", N(1)}, {"65535u == -1", N(1)}, {"65535u > 1", N(1)}, {"-2 < -1", N(1)},
+        {"3 != 3", N(0)}, {"-1 < 1L", N(1)}, {"-1L < 1u", N(1)}, {"-1 < 1ul", N(0)}, {"-1L == 4294967295ul", N(1)},
         // A comparison compared with 0 or 1.
         {"(i < j) < 0", N(0)}, {"(i < j) >= 0", N(1)}, {"(i < j) > 0", "(< int " Li " " Lj ")"},
         {"(i < j) != 0", "(< int " Li " " Lj ")"}, {"(i < j) <= 0", "(>= int " Li " " Lj ")"},
@@ -205,7 +205,11 @@ TEST_F(FoldTest, ComparisonRulesInOrder)
         {"c <= -129", N(0), OUT_OF_RANGE}, {"c == -128", "(== int " Lc " " N(-128) ")"},
         {"c < -100", "(< int " Lc " " N(-100) ")"}, {"i > 32767", N(0), OUT_OF_RANGE},
         {"i <= 32767", N(1), OUT_OF_RANGE}, {"i == 32768", N(0), OUT_OF_RANGE}, {"i < -32768", N(0), OUT_OF_RANGE},
-        {"i < 40000u", N(1), OUT_OF_RANGE}, {"us > 65535u", N(0), OUT_OF_RANGE}, {"ul < 0", N(0), OUT_OF_RANGE},
+        {"us > 65535u", N(0), OUT_OF_RANGE}, {"ul < 0", N(0), OUT_OF_RANGE},
+        // No range test when a signed operand or a negative constant turns unsigned.
+        {"i < 40000u", "(< int " Li " (leaf uint 40000))"}, {"c == 300u", "(== int " Lc " (leaf uint 300))"},
+        {"u <= -1", "(<= int " Lu " " N(-1) ")"}, {"u == -1", "(== int " Lu " " N(-1) ")"},
+        {"u > -1", "(> int " Lu " " N(-1) ")"}, {"u <= -1L", N(0), OUT_OF_RANGE}, {"l < 40000u", "(< int " Ll " (leaf uint 40000))"},
         {"ul < 0UL", "(< int (leaf ulong sym ul lvalue) (leaf ulong 0))"},
         {"l > 2147483647L", "(> int " Ll " (leaf long 2147483647))"},
         // A conditional of constants compared with a constant.
@@ -215,8 +219,8 @@ TEST_F(FoldTest, ComparisonRulesInOrder)
     };
     run(cases);
 
-    // Under -sa an unsigned type makes the comparison unsigned.
-    const Case strict[] = {{"-1 < 1u", N(0)}, {"-1 > 0u", N(1)}};
+    // -sa compares constants the same way.
+    const Case strict[] = {{"-1 < 1u", N(0)}, {"-1 > 0u", N(1)}, {"65535u == -1", N(1)}};
     run(strict, [] { strict_ansi = 1; });
     // Without warnings the range test folds silently.
     const Case quiet[] = {{"c == 300", N(0)}};
@@ -360,7 +364,8 @@ TEST_F(FoldTest, ConstantRightOperand)
         {"u % 8", "(& uint " Lu " " N(7) ")"}, {"i % 8", "(% int " Li " " N(8) ")"},
         {"i << 16", N(0), "shift count out of range"},
         {"i >> 16", "(>> int " Li " " N(16) ")", "shift count out of range"}, {"l << 16", "(<< long " Ll " " N(16) ")"},
-        {"u ^ 65535u", "(~ uint " Lu ")"}, {"c ^ 255", "(^ int " Lc " " N(255) ")"}, {"u | 65535u", N(-1)},
+        {"u ^ 65535u", "(~ uint " Lu ")"}, {"c ^ 255", "(^ int " Lc " " N(255) ")"}, {"u | 65535u", "(leaf uint 65535)"},
+        {"(u | 65535u) >> 8", "(leaf uint 255)"}, {"(i | 65535u) < 0", N(0)},
         {"(i | 65535u) == -1", N(1)}, {"c / 256ul", "(>> ulong (cast ulong " Lc ") (leaf ulong 8))"},
         {"u * 8", "(<< uint " Lu " " N(3) ")"}, {"i * 4", "(<< int " Li " " N(2) ")"},
         {"i * 6", "(* int " Li " " N(6) ")"}, {"u & 65535u", "(leaf uint sym u lvalue rvalue)"},
