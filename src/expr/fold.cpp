@@ -269,6 +269,18 @@ std::uint32_t store_combined(Node *leaf, std::uint32_t value, Type *t)
     return leaf->value;
 }
 
+// Whether a conversion from `from` to `to` keeps every value: a wider or
+// equal type of the same signedness, or a wider signed one.
+bool keeps_values(const Type *from, const Type *to)
+{
+    if (!is_integer_kind(from->kind) || !is_integer_kind(to->kind))
+        return type_size(to) >= type_size(from);
+    bool from_unsigned = is_unsigned_type(from), to_unsigned = is_unsigned_type(to);
+    if (from_unsigned == to_unsigned)
+        return bits_of(to) >= bits_of(from);
+    return from_unsigned && bits_of(to) > bits_of(from);
+}
+
 bool is_zero(const Node *n)
 {
     return (is_int_constant(n) && n->value == 0) || (is_float_constant(n) && float_constant_value(n) == 0.0);
@@ -322,6 +334,11 @@ Node *checked_unary(unsigned op, Node *operand)
 
 // ---- Arithmetic and bitwise rewrites (no pointer operand) ----
 
+// An operator that a cast retyped in place computes in the cast's type:
+// the rewrites that remove it or move it out of its operand do not apply,
+// `(char)-i * (char)-j` is not `i * j`.
+bool retyped(const Node *n) { return n->flags & NODE_RETYPED; }
+
 // The operand of `~`, under the conversion its promotion may have added.
 const Node *complemented(const Node *n)
 {
@@ -359,12 +376,13 @@ Node *rewrite_algebra(Node *node)
     // the other width when the operands' widths differ: ~u & ~l is not
     // ~(u | l), (u << 2) & (ul << 2) is not (ul & u) << 2, and
     // u * 65535L - u * 65535u is not u * 0.
-    bool same_width = type_size(l->type) == type_size(r->type);
+    bool same_width = type_size(l->type) == type_size(r->type) && !retyped(l) && !retyped(r);
     if (op == OP_AND || op == OP_OR) {
         const Node *x = nullptr;
-        if (r->op == OP_COMPL && (same_tree(l, r->left, true) || same_tree(l, complemented(r), true)))
+        if (r->op == OP_COMPL && !retyped(r) && (same_tree(l, r->left, true) || same_tree(l, complemented(r), true)))
             x = l;
-        else if (l->op == OP_COMPL && (same_tree(r, l->left, true) || same_tree(r, complemented(l), true)))
+        else if (l->op == OP_COMPL && !retyped(l) &&
+                 (same_tree(r, l->left, true) || same_tree(r, complemented(l), true)))
             x = r;
         if (x) {
             Type *t = binary_promoted_type(x->type);
@@ -406,7 +424,7 @@ Node *rewrite_algebra(Node *node)
         l->left = check_binary(node);
         return check_binary(l);
     }
-    if (op == OP_SHR && l->op == OP_AND && is_int_constant(l->right) && is_int_constant(r) &&
+    if (op == OP_SHR && l->op == OP_AND && is_int_constant(l->right) && is_int_constant(r) && !retyped(l) &&
         is_unsigned_type(l->left->type)) {
         // (x & m) >> n is (x >> n) & (m >> n).
         std::uint32_t shifted = 0;
@@ -467,7 +485,8 @@ Node *fold_constant_right(Node *node)
         }
     }
     // (k - x) + c is (k + c) - x.
-    if (additive && l->op == OP_SUB && is_int_constant(l->left) && types_compatible(l->left->type, r->type)) {
+    if (additive && l->op == OP_SUB && is_int_constant(l->left) && !retyped(l) &&
+        types_compatible(l->left->type, r->type)) {
         Node *k = l->left;
         if (store_combined(k, op == OP_ADD ? k->value + c : k->value - c, t) == 0)
             return checked_unary(OP_NEG, in_type(l->right, t));
@@ -715,6 +734,8 @@ Node *subtract_from_constant(Node *node)
     } else {
         return nullptr;
     }
+    if (retyped(r))
+        return nullptr;
     // An unsigned sum narrower than the subtraction wraps first:
     // 3L - (u + 5) is not -2L - u.
     if (type_size(r->type) < type_size(t) && is_unsigned_type(r->type))
@@ -777,9 +798,9 @@ Node *fold_binary(Node *node)
             return become_int_constant(node, 0, zero_type);
         if (op == OP_SUB && is_constant(l) && is_zero(l))
             return checked_unary(OP_NEG, in_type(r, t));
-        // A cast on the left is looked through unless it narrows:
-        // `(char)i - i` is not 0.
-        const Node *x = l->op == OP_CAST && type_size(l->type) >= type_size(l->left->type) ? l->left : l;
+        // A cast on the left is looked through when it keeps every value:
+        // `(char)i - i` is not 0, nor `(unsigned char)c ^ c`.
+        const Node *x = l->op == OP_CAST && keeps_values(l->left->type, l->type) ? l->left : l;
         if (same_tree(l, r, false) || same_tree(x, r, false)) {
             switch (op) {
             case OP_DIV:
@@ -821,7 +842,7 @@ Node *fold_binary(Node *node)
         if (Node *result = subtract_from_constant(node))
             return result;
     // (x + c) + y is (x + y) + c.
-    if (op == OP_ADD && l->op == OP_ADD && is_int_constant(l->right) && !is_constant(r) &&
+    if (op == OP_ADD && l->op == OP_ADD && is_int_constant(l->right) && !is_constant(r) && !retyped(l) &&
         types_compatible(l->type, t)) {
         Node *c = l->right;
         l->right = r;

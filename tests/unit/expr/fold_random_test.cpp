@@ -604,12 +604,6 @@ private:
                 int op = ops[pick(std::size(ops))];
                 bool shift = op == SHL || op == SHR;
                 int c = constant(op == DIV || op == MOD, shift);
-                // `x | 65535u` folds to the int -1 by rule, where C has the
-                // unsigned 65535: widened to a long, the two differ. Known and
-                // kept; not generated.
-                if (op == OR && (nodes_[static_cast<std::size_t>(c)].constant.v & 0xFFFF) == 0xFFFF &&
-                    nodes_[static_cast<std::size_t>(c)].constant.v != 0xFFFFFFFF)
-                    op = XOR;
                 // Constants on the left where that keeps the divisor constant.
                 n = !shift && op != DIV && op != MOD && pick(4) == 0 ? binary(op, c, n) : binary(op, n, c);
             } else if (what < 15) {
@@ -619,12 +613,11 @@ private:
                 e.kind = promote(nodes_[static_cast<std::size_t>(n)].kind);
                 e.text = std::string(1, static_cast<char>(e.op)) + " " + nodes_[static_cast<std::size_t>(n)].text;
                 n = add(e);
-            } else if (what < 17 && nodes_[static_cast<std::size_t>(n)].kind < LONG) {
-                // Widening casts only: a cast that does not widen retypes the
-                // operand in place, and the rewrites that then look into it
-                // (`-a * -b`, `-(-x)`, `~~x`, `k - (x - c)`) lose the cast.
-                // Known and kept.
-                static const CastName to[] = {{LONG, "long"}, {ULONG, "unsigned long"}};
+            } else if (what < 17) {
+                // Casts that widen keep a cast node; those that narrow or
+                // change only the signedness mostly retype the operand.
+                static const CastName to[] = {{CHAR, "char"}, {UCHAR, "unsigned char"}, {INT, "int"},
+                                              {UINT, "unsigned"},  {LONG, "long"},  {ULONG, "unsigned long"}};
                 const CastName &t = to[pick(std::size(to))];
                 VarExpr e{'c', 0, 0, {}, INT, -1, -1, {}};
                 e.left = n;

@@ -309,7 +309,20 @@ TEST_F(FoldTest, ArithmeticRewritesAndOperandExchange)
         {"0 / i", N(0)}, {"0 % i", N(0)}, {"0 / l", "(leaf long 0)"}, {"0 - i", "(neg int " Li ")"}, {"i / i", N(1)},
         {"i - i", N(0)}, {"i % i", N(0)}, {"i ^ i", N(0)}, {"i & i", Li}, {"i | i", Li},
         {"i + i", "(<< int " Li " " N(1) ")"}, {"(int)c - c", N(0)}, {"v - v", N(0)},
+        {"(unsigned char)c ^ c", "(^ int (cast uchar " Lc ") " Lc ")"},
         {"f() - f()", "(- int " CALL_F " " CALL_F ")"}, {"d + d", "(+ double " Ld " " Ld ")"},
+        // An operator that a cast retyped in place is not removed or moved.
+        {"-(long)-ul", "(neg long (neg long (leaf ulong sym ul lvalue) retyped))"},
+        {"-(int)-u", "(neg int (neg int " Lu " retyped))"}, {"~(int)~u", "(~ int (~ int " Lu " retyped))"},
+        {"-(char)(i - j)", "(neg int (cast int (- char " Li " " Lj " retyped)))"},
+        {"(char)-i * (char)-j", "(* int (neg char " Li " retyped) (neg char " Lj " retyped))"},
+        {"(char)~i & (char)~j", "(& int (~ char " Li " retyped) (~ char " Lj " retyped))"},
+        {"(unsigned char)~uc | uc", "(| int (~ uchar (cast int (leaf uchar sym uc lvalue)) retyped) (leaf uchar sym uc lvalue))"},
+        {"(char)(i * j) + (char)(i * k)", "(+ int (* char " Li " " Lj " retyped) (* char " Li " " Lk " retyped))"},
+        {"(char)(i << 2) | (char)(j << 2)", "(| int (<< char " Li " " N(2) " retyped) (<< char " Lj " " N(2) " retyped))"},
+        {"(char)(100 - i) + 1", "(+ int (- char " N(100) " " Li " retyped) " N(1) ")"},
+        {"300L - (char)(c - 16)", "(- long (leaf long 300) (- char " Lc " " N(16) " retyped))"},
+        {"(char)(u & 240) >> 4", "(>> int (& char " Lu " " N(240) " retyped) " N(4) ")"},
     };
     run(cases);
 }
