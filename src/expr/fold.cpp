@@ -269,18 +269,6 @@ std::uint32_t store_combined(Node *leaf, std::uint32_t value, Type *t)
     return leaf->value;
 }
 
-// Whether a conversion from `from` to `to` keeps every value: a wider or
-// equal type of the same signedness, or a wider signed one.
-bool keeps_values(const Type *from, const Type *to)
-{
-    if (!is_integer_kind(from->kind) || !is_integer_kind(to->kind))
-        return type_size(to) >= type_size(from);
-    bool from_unsigned = is_unsigned_type(from), to_unsigned = is_unsigned_type(to);
-    if (from_unsigned == to_unsigned)
-        return bits_of(to) >= bits_of(from);
-    return from_unsigned && bits_of(to) > bits_of(from);
-}
-
 bool is_zero(const Node *n)
 {
     return (is_int_constant(n) && n->value == 0) || (is_float_constant(n) && float_constant_value(n) == 0.0);
@@ -334,6 +322,18 @@ Node *checked_unary(unsigned op, Node *operand)
 
 // ---- Arithmetic and bitwise rewrites (no pointer operand) ----
 
+// Whether a conversion from `from` to `to` keeps every value: a wider or
+// equal type of the same signedness, or a wider signed one.
+bool keeps_values(const Type *from, const Type *to)
+{
+    if (!is_integer_kind(from->kind) || !is_integer_kind(to->kind))
+        return type_size(to) >= type_size(from);
+    bool from_unsigned = is_unsigned_type(from), to_unsigned = is_unsigned_type(to);
+    if (from_unsigned == to_unsigned)
+        return bits_of(to) >= bits_of(from);
+    return from_unsigned && bits_of(to) > bits_of(from);
+}
+
 // An operator that a cast retyped in place computes in the cast's type:
 // the rewrites that remove it or move it out of its operand do not apply,
 // `(char)-i * (char)-j` is not `i * j`.
@@ -343,7 +343,7 @@ bool retyped(const Node *n) { return n->flags & NODE_RETYPED; }
 const Node *complemented(const Node *n)
 {
     const Node *x = n->left;
-    return x->op == OP_CAST ? x->left : x;
+    return x->op == OP_CAST && keeps_values(x->left->type, x->type) ? x->left : x;
 }
 
 // `a*x + a*y` and its kin: the factor `a` taken out. `outer` is the
@@ -359,6 +359,12 @@ Node *take_out_factor(Node *node)
         for (int j = 0; j < 2; ++j) {
             if (!same_tree(ls[i], rs[j], true))
                 continue;
+            // The rest is computed in its own operands' type: narrower than
+            // the node it would skip the widening of each term, as in
+            // l * 65531u - (i | c) * l or (ul & u) | (ul & -3).
+            Type *rest_type = higher_type(binary_promoted_type(ls[1 - i]->type), binary_promoted_type(rs[1 - j]->type));
+            if (type_size(rest_type) < type_size(node->type))
+                return nullptr;
             Node *rest = checked_binary(node->op, ls[1 - i], rs[1 - j]);
             node->op = l->op;
             node->left = ls[i];
@@ -384,10 +390,9 @@ Node *rewrite_algebra(Node *node)
         else if (l->op == OP_COMPL && !retyped(l) &&
                  (same_tree(r, l->left, true) || same_tree(r, complemented(l), true)))
             x = r;
-        if (x) {
-            Type *t = binary_promoted_type(x->type);
-            return become_int_constant(node, reduce_value(op == OP_AND ? 0 : 0xFFFFFFFFu, t->kind), t);
-        }
+        // In the operation's type: `u | ~(long)u` is -1L.
+        if (x)
+            return become_int_constant(node, op == OP_AND ? 0 : 0xFFFFFFFFu, node->type);
         if (l->op == OP_COMPL && r->op == OP_COMPL && same_width) {
             node->op = op == OP_AND ? OP_OR : OP_AND;
             node->left = l->left;
@@ -417,8 +422,13 @@ Node *rewrite_algebra(Node *node)
     if (inner && l->op == inner && r->op == inner && same_width)
         if (Node *result = take_out_factor(node))
             return result;
+    // The shifts must compute in one type, that of their shifted operands,
+    // for the operator to move inside: (c >> 4) ^ (u >> 4) shifts c
+    // arithmetically, and (x * 32768L) made a long shift of an int.
     if ((op == OP_AND || op == OP_OR || op == OP_XOR) && (l->op == OP_SHL || l->op == OP_SHR) && r->op == l->op &&
-        same_width && same_tree(l->right, r->right, true)) {
+        same_width && same_tree(l->right, r->right, true) && l->type->kind == r->type->kind &&
+        binary_promoted_type(l->left->type)->kind == l->type->kind &&
+        binary_promoted_type(r->left->type)->kind == r->type->kind) {
         node->left = l->left;
         node->right = r->left;
         l->left = check_binary(node);
@@ -673,6 +683,7 @@ Node *reassociate(Node *node)
         return finish_reassociation(node, l, l);
     }
     if (op == OP_MUL && additive1 && static_cast<std::int32_t>(v2) > 0 && no_early_wrap &&
+        type_size(l->type) >= type_size(t) &&
         type_size(higher_type(px, binary_promoted_type(r->type))) >= type_size(t)) {
         l->left = checked_binary(OP_MUL, x, int_constant(v2, r->type));
         std::uint32_t product = 0;
@@ -698,6 +709,10 @@ Node *reassociate(Node *node)
         case KIND_LONG: l->left = convert_to(x, &type_ulong); break;
         default: break;
         }
+        // The shift then is the unsigned one: (i >> 1) & 32767 is
+        // (unsigned)i >> 1, not an int shift that copies the sign.
+        if (l->left != x && type_size(l->type) == type_size(l->left->type))
+            l->type = l->left->type;
         if (v2 == m)
             return finish_reassociation(node, l, l);
         std::uint64_t mask = static_cast<std::uint64_t>(v2) << v1;
@@ -736,9 +751,10 @@ Node *subtract_from_constant(Node *node)
     }
     if (retyped(r))
         return nullptr;
-    // An unsigned sum narrower than the subtraction wraps first:
-    // 3L - (u + 5) is not -2L - u.
-    if (type_size(r->type) < type_size(t) && is_unsigned_type(r->type))
+    // A sum narrower than the subtraction wraps first: 3L - (u + 5) is not
+    // -2L - u, and an int sum that earlier folds reordered or combined may
+    // wrap where the source did not.
+    if (type_size(r->type) < type_size(t))
         return nullptr;
     combined = reduce_value(combined, t->kind);
     if (combined == 0)

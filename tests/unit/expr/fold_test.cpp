@@ -420,6 +420,20 @@ TEST_F(FoldTest, ReassociationSubtractionAndChains)
         {"3 - (i + 3)", "(neg int " Li " rvalue)"}, {"3 - (3 - i)", "(leaf int sym i lvalue rvalue)"},
         {"(i + 3) + j", "(+ int (+ int " Li " " Lj ") " N(3) ")"},
         {"j + (i + 3)", "(+ int (+ int " Li " " Lj ") " N(3) ")"},
+        // An int sum is not spread over a wider operation: earlier folds may
+        // have reordered or combined it into one that wraps.
+        {"(i + 1) * 40000L", "(* long (+ int " Li " " N(1) ") (leaf long 40000))"},
+        {"100000L - (i - 5)", "(- long (leaf long 100000) (- int " Li " " N(5) "))"},
+        // The shift under a mask of its remaining bits is the unsigned one.
+        {"(i >> 1) & 32767", "(cast int (>> uint (cast uint " Li ") " N(1) ") rvalue)"},
+        {"(l >> 4) & 268435455", "(cast long (>> ulong (cast ulong " Ll ") (leaf long 4)) rvalue)"},
+        // Not moved out of operands that compute in other types.
+        {"(c >> 4) ^ (u >> 4)", "(^ uint (>> int " Lc " " N(4) ") (>> uint " Lu " " N(4) "))"},
+        {"(u * 32768L) ^ (i * 32768L)", "(^ long (<< long " Lu " (leaf long 15)) (<< long " Li " (leaf long 15)))"},
+        {"(ul & u) | (ul & -3)",
+         "(| ulong (& ulong (leaf ulong sym ul lvalue) " Lu ") (& ulong (leaf ulong sym ul lvalue) " N(-3) "))"},
+        {"l * 65531u - i * l", "(- long (* long " Ll " (leaf uint 65531)) (* long " Li " " Ll "))"},
+        {"u | ~(long)u", "(leaf long -1)"}, {"c | ~(unsigned)c", "(| uint (~ uint (cast uint " Lc ")) " Lc ")"},
     };
     run(cases);
 }
