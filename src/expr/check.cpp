@@ -277,12 +277,15 @@ Node *finish_negation(Node *node)
     }
     if (node->op == OP_NEG && is_float_constant(operand) && negate_float_constant(operand))
         return operand;
-    if (operand->op == node->op) {
+    // A cast that retyped the inner operator in place stands between the
+    // two: -(long)-ul is a long, and -(char)(a - b) is not (char)(b - a).
+    bool retyped = operand->flags & NODE_RETYPED;
+    if (operand->op == node->op && !retyped) {
         Node *inner = operand->left;
         inner->flags |= NODE_RVALUE;
         return unary_promote(inner);
     }
-    if (node->op == OP_NEG && operand->op == OP_SUB) {
+    if (node->op == OP_NEG && operand->op == OP_SUB && !retyped) {
         Node *left = operand->left;
         operand->left = operand->right;
         operand->right = left;

@@ -34,13 +34,28 @@ bool outcome(unsigned op, int order)
 
 template <typename T> int order_of(T a, T b) { return a < b ? -1 : a > b ? 1 : 0; }
 
-// Two integer (or pointer) constants. Without -sa a side counts as
-// unsigned when its type is unsigned or its value not negative, and when
-// only one side is unsigned the negative side is the smaller; with -sa
-// one unsigned type makes the comparison unsigned.
+// The type two integer operands are compared in: the higher of their
+// promoted types.
+Type *comparison_type(const Node *l, const Node *r)
+{
+    return higher_type(binary_promoted_type(l->type), binary_promoted_type(r->type));
+}
+
+// Two integer (or pointer) constants. Integers are compared as the
+// program would compare them, in their common type: `65535u == -1` holds
+// (-1 becomes 65535u) and `-1 < 1u` does not. Pointer constants: without
+// -sa a side counts as unsigned when its type is unsigned or its value not
+// negative, and when only one side is unsigned the negative side is the
+// smaller; with -sa one unsigned type makes the comparison unsigned.
 int compare_constants(const Node *l, const Node *r)
 {
     std::uint32_t a = l->value, b = r->value;
+    if (is_integer_kind(l->type->kind) && is_integer_kind(r->type->kind)) {
+        Type *t = comparison_type(l, r);
+        if (is_unsigned_type(t))
+            return order_of(reduce_value(a, t->kind), reduce_value(b, t->kind));
+        return order_of(static_cast<std::int32_t>(a), static_cast<std::int32_t>(b));
+    }
     bool ua = is_unsigned_type(l->type), ub = is_unsigned_type(r->type);
     if (strict_ansi) {
         ua = ub = ua || ub;
@@ -153,18 +168,24 @@ Node *fold_comparison(Node *node)
         l->right->value != 0)
         return become_int_constant(node, op == OP_NE, &type_int);
     if (int_right && l->type->kind < 0x4C) {
+        // A signed operand compared in an unsigned type, or a negative
+        // constant turned unsigned, is not compared by its own range:
+        // `i < 40000u` is false for i = -1, `u <= -1` always true.
+        bool own_range = !(is_unsigned_type(comparison_type(l, r)) &&
+                           (!is_unsigned_type(l->type) ||
+                            (!is_unsigned_type(r->type) && static_cast<std::int32_t>(r->value) < 0)));
         if (op == OP_GE && r->value == 1) {
             node->op = OP_GT;
             r->value = 0;
         } else if (op == OP_LT && r->value == 1 && is_unsigned_type(l->type)) {
             node->op = OP_EQ;
             r->value = 0;
-        } else if (op == OP_LE && r->value == 0xFFFFFFFFu && !is_unsigned_type(r->type)) {
+        } else if (own_range && op == OP_LE && r->value == 0xFFFFFFFFu && !is_unsigned_type(r->type)) {
             node->op = OP_LT;
             r->value = 0;
         }
         op = node->op;
-        int result = range_outcome(op, l, r);
+        int result = own_range ? range_outcome(op, l, r) : -1;
         if (result >= 0) {
             report("W2compare out of range");
             if (has_no_effect(l))

@@ -322,11 +322,28 @@ Node *checked_unary(unsigned op, Node *operand)
 
 // ---- Arithmetic and bitwise rewrites (no pointer operand) ----
 
+// Whether a conversion from `from` to `to` keeps every value: a wider or
+// equal type of the same signedness, or a wider signed one.
+bool keeps_values(const Type *from, const Type *to)
+{
+    if (!is_integer_kind(from->kind) || !is_integer_kind(to->kind))
+        return type_size(to) >= type_size(from);
+    bool from_unsigned = is_unsigned_type(from), to_unsigned = is_unsigned_type(to);
+    if (from_unsigned == to_unsigned)
+        return bits_of(to) >= bits_of(from);
+    return from_unsigned && bits_of(to) > bits_of(from);
+}
+
+// An operator that a cast retyped in place computes in the cast's type:
+// the rewrites that remove it or move it out of its operand do not apply,
+// `(char)-i * (char)-j` is not `i * j`.
+bool retyped(const Node *n) { return n->flags & NODE_RETYPED; }
+
 // The operand of `~`, under the conversion its promotion may have added.
 const Node *complemented(const Node *n)
 {
     const Node *x = n->left;
-    return x->op == OP_CAST ? x->left : x;
+    return x->op == OP_CAST && keeps_values(x->left->type, x->type) ? x->left : x;
 }
 
 // `a*x + a*y` and its kin: the factor `a` taken out. `outer` is the
@@ -342,6 +359,12 @@ Node *take_out_factor(Node *node)
         for (int j = 0; j < 2; ++j) {
             if (!same_tree(ls[i], rs[j], true))
                 continue;
+            // The rest is computed in its own operands' type: narrower than
+            // the node it would skip the widening of each term, as in
+            // l * 65531u - (i | c) * l or (ul & u) | (ul & -3).
+            Type *rest_type = higher_type(binary_promoted_type(ls[1 - i]->type), binary_promoted_type(rs[1 - j]->type));
+            if (type_size(rest_type) < type_size(node->type))
+                return nullptr;
             Node *rest = checked_binary(node->op, ls[1 - i], rs[1 - j]);
             node->op = l->op;
             node->left = ls[i];
@@ -359,17 +382,17 @@ Node *rewrite_algebra(Node *node)
     // the other width when the operands' widths differ: ~u & ~l is not
     // ~(u | l), (u << 2) & (ul << 2) is not (ul & u) << 2, and
     // u * 65535L - u * 65535u is not u * 0.
-    bool same_width = type_size(l->type) == type_size(r->type);
+    bool same_width = type_size(l->type) == type_size(r->type) && !retyped(l) && !retyped(r);
     if (op == OP_AND || op == OP_OR) {
         const Node *x = nullptr;
-        if (r->op == OP_COMPL && (same_tree(l, r->left, true) || same_tree(l, complemented(r), true)))
+        if (r->op == OP_COMPL && !retyped(r) && (same_tree(l, r->left, true) || same_tree(l, complemented(r), true)))
             x = l;
-        else if (l->op == OP_COMPL && (same_tree(r, l->left, true) || same_tree(r, complemented(l), true)))
+        else if (l->op == OP_COMPL && !retyped(l) &&
+                 (same_tree(r, l->left, true) || same_tree(r, complemented(l), true)))
             x = r;
-        if (x) {
-            Type *t = binary_promoted_type(x->type);
-            return become_int_constant(node, reduce_value(op == OP_AND ? 0 : 0xFFFFFFFFu, t->kind), t);
-        }
+        // In the operation's type: `u | ~(long)u` is -1L.
+        if (x)
+            return become_int_constant(node, op == OP_AND ? 0 : 0xFFFFFFFFu, node->type);
         if (l->op == OP_COMPL && r->op == OP_COMPL && same_width) {
             node->op = op == OP_AND ? OP_OR : OP_AND;
             node->left = l->left;
@@ -399,14 +422,19 @@ Node *rewrite_algebra(Node *node)
     if (inner && l->op == inner && r->op == inner && same_width)
         if (Node *result = take_out_factor(node))
             return result;
+    // The shifts must compute in one type, that of their shifted operands,
+    // for the operator to move inside: (c >> 4) ^ (u >> 4) shifts c
+    // arithmetically, and (x * 32768L) made a long shift of an int.
     if ((op == OP_AND || op == OP_OR || op == OP_XOR) && (l->op == OP_SHL || l->op == OP_SHR) && r->op == l->op &&
-        same_width && same_tree(l->right, r->right, true)) {
+        same_width && same_tree(l->right, r->right, true) && l->type->kind == r->type->kind &&
+        binary_promoted_type(l->left->type)->kind == l->type->kind &&
+        binary_promoted_type(r->left->type)->kind == r->type->kind) {
         node->left = l->left;
         node->right = r->left;
         l->left = check_binary(node);
         return check_binary(l);
     }
-    if (op == OP_SHR && l->op == OP_AND && is_int_constant(l->right) && is_int_constant(r) &&
+    if (op == OP_SHR && l->op == OP_AND && is_int_constant(l->right) && is_int_constant(r) && !retyped(l) &&
         is_unsigned_type(l->left->type)) {
         // (x & m) >> n is (x >> n) & (m >> n).
         std::uint32_t shifted = 0;
@@ -467,7 +495,8 @@ Node *fold_constant_right(Node *node)
         }
     }
     // (k - x) + c is (k + c) - x.
-    if (additive && l->op == OP_SUB && is_int_constant(l->left) && types_compatible(l->left->type, r->type)) {
+    if (additive && l->op == OP_SUB && is_int_constant(l->left) && !retyped(l) &&
+        types_compatible(l->left->type, r->type)) {
         Node *k = l->left;
         if (store_combined(k, op == OP_ADD ? k->value + c : k->value - c, t) == 0)
             return checked_unary(OP_NEG, in_type(l->right, t));
@@ -532,8 +561,10 @@ Node *fold_constant_right(Node *node)
             return checked_unary(OP_COMPL, in_type(l, t));
         break;
     case OP_OR:
+        // All ones of the operation's type: `u | 0xFFFF` is 65535u, which
+        // stays 65535 when shifted or widened.
         if (covers && whole_width)
-            return become_int_constant(node, fullmask, &type_int);
+            return become_int_constant(node, fullmask, t);
         break;
     case OP_MUL:
         if (is_power_of_two(c)) {
@@ -652,6 +683,7 @@ Node *reassociate(Node *node)
         return finish_reassociation(node, l, l);
     }
     if (op == OP_MUL && additive1 && static_cast<std::int32_t>(v2) > 0 && no_early_wrap &&
+        type_size(l->type) >= type_size(t) &&
         type_size(higher_type(px, binary_promoted_type(r->type))) >= type_size(t)) {
         l->left = checked_binary(OP_MUL, x, int_constant(v2, r->type));
         std::uint32_t product = 0;
@@ -677,6 +709,10 @@ Node *reassociate(Node *node)
         case KIND_LONG: l->left = convert_to(x, &type_ulong); break;
         default: break;
         }
+        // The shift then is the unsigned one: (i >> 1) & 32767 is
+        // (unsigned)i >> 1, not an int shift that copies the sign.
+        if (l->left != x && type_size(l->type) == type_size(l->left->type))
+            l->type = l->left->type;
         if (v2 == m)
             return finish_reassociation(node, l, l);
         std::uint64_t mask = static_cast<std::uint64_t>(v2) << v1;
@@ -713,9 +749,12 @@ Node *subtract_from_constant(Node *node)
     } else {
         return nullptr;
     }
-    // An unsigned sum narrower than the subtraction wraps first:
-    // 3L - (u + 5) is not -2L - u.
-    if (type_size(r->type) < type_size(t) && is_unsigned_type(r->type))
+    if (retyped(r))
+        return nullptr;
+    // A sum narrower than the subtraction wraps first: 3L - (u + 5) is not
+    // -2L - u, and an int sum that earlier folds reordered or combined may
+    // wrap where the source did not.
+    if (type_size(r->type) < type_size(t))
         return nullptr;
     combined = reduce_value(combined, t->kind);
     if (combined == 0)
@@ -775,9 +814,9 @@ Node *fold_binary(Node *node)
             return become_int_constant(node, 0, zero_type);
         if (op == OP_SUB && is_constant(l) && is_zero(l))
             return checked_unary(OP_NEG, in_type(r, t));
-        // A cast on the left is looked through unless it narrows:
-        // `(char)i - i` is not 0.
-        const Node *x = l->op == OP_CAST && type_size(l->type) >= type_size(l->left->type) ? l->left : l;
+        // A cast on the left is looked through when it keeps every value:
+        // `(char)i - i` is not 0, nor `(unsigned char)c ^ c`.
+        const Node *x = l->op == OP_CAST && keeps_values(l->left->type, l->type) ? l->left : l;
         if (same_tree(l, r, false) || same_tree(x, r, false)) {
             switch (op) {
             case OP_DIV:
@@ -819,7 +858,7 @@ Node *fold_binary(Node *node)
         if (Node *result = subtract_from_constant(node))
             return result;
     // (x + c) + y is (x + y) + c.
-    if (op == OP_ADD && l->op == OP_ADD && is_int_constant(l->right) && !is_constant(r) &&
+    if (op == OP_ADD && l->op == OP_ADD && is_int_constant(l->right) && !is_constant(r) && !retyped(l) &&
         types_compatible(l->type, t)) {
         Node *c = l->right;
         l->right = r;

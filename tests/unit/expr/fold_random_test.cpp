@@ -60,30 +60,17 @@ std::uint32_t reduce(std::uint32_t v, std::uint8_t kind, const Mode &m)
 std::uint8_t promote(std::uint8_t k) { return k < USHORT ? INT : k == USHORT ? UINT : k; }
 int rank(std::uint8_t k) { return k == INT ? SHORT : k == UINT ? USHORT : k; }
 
-// Constants compared: unsigned 16-bit values are cut first (not under -sa),
-// and a side is unsigned-like by its type or, without -sa, by a value that
-// is not negative; under -sa one unsigned type makes both sides so.
+// Constants compared as C compares them: both converted to the higher of
+// their promoted types, then compared signed or unsigned by that type.
 int compare(Value l, Value r, const Mode &m)
 {
-    std::uint32_t a = l.v, b = r.v;
-    bool ul, ur;
-    if (m.sa) {
-        ul = ur = (l.kind | r.kind) & 1;
-    } else {
-        if (l.kind == USHORT || l.kind == UINT)
-            a &= 0xFFFF;
-        if (r.kind == USHORT || r.kind == UINT)
-            b &= 0xFFFF;
-        ul = (l.kind & 1) || static_cast<std::int32_t>(a) >= 0;
-        ur = (r.kind & 1) || static_cast<std::int32_t>(b) >= 0;
-    }
-    if (ul && ur)
+    std::uint8_t pl = promote(l.kind), pr = promote(r.kind);
+    std::uint8_t t = rank(pl) > rank(pr) ? pl : pr;
+    std::uint32_t a = reduce(l.v, t, m), b = reduce(r.v, t, m);
+    if (t & 1)
         return a < b ? -1 : a > b;
-    if (!ul && !ur) {
-        std::int32_t sa = static_cast<std::int32_t>(a), sb = static_cast<std::int32_t>(b);
-        return sa < sb ? -1 : sa > sb;
-    }
-    return ul ? 1 : -1;  // the negative side is the smaller
+    std::int32_t sa = static_cast<std::int32_t>(a), sb = static_cast<std::int32_t>(b);
+    return sa < sb ? -1 : sa > sb;
 }
 
 // A constant used as a condition is compared with the int 0.
@@ -617,12 +604,6 @@ private:
                 int op = ops[pick(std::size(ops))];
                 bool shift = op == SHL || op == SHR;
                 int c = constant(op == DIV || op == MOD, shift);
-                // `x | 65535u` folds to the int -1 by rule, where C has the
-                // unsigned 65535: widened to a long, the two differ. Known and
-                // kept; not generated.
-                if (op == OR && (nodes_[static_cast<std::size_t>(c)].constant.v & 0xFFFF) == 0xFFFF &&
-                    nodes_[static_cast<std::size_t>(c)].constant.v != 0xFFFFFFFF)
-                    op = XOR;
                 // Constants on the left where that keeps the divisor constant.
                 n = !shift && op != DIV && op != MOD && pick(4) == 0 ? binary(op, c, n) : binary(op, n, c);
             } else if (what < 15) {
@@ -632,12 +613,11 @@ private:
                 e.kind = promote(nodes_[static_cast<std::size_t>(n)].kind);
                 e.text = std::string(1, static_cast<char>(e.op)) + " " + nodes_[static_cast<std::size_t>(n)].text;
                 n = add(e);
-            } else if (what < 17 && nodes_[static_cast<std::size_t>(n)].kind < LONG) {
-                // Widening casts only: a cast that does not widen retypes the
-                // operand in place, and the rewrites that then look into it
-                // (`-a * -b`, `-(-x)`, `~~x`, `k - (x - c)`) lose the cast.
-                // Known and kept.
-                static const CastName to[] = {{LONG, "long"}, {ULONG, "unsigned long"}};
+            } else if (what < 17) {
+                // Casts that widen keep a cast node; those that narrow or
+                // change only the signedness mostly retype the operand.
+                static const CastName to[] = {{CHAR, "char"}, {UCHAR, "unsigned char"}, {INT, "int"},
+                                              {UINT, "unsigned"},  {LONG, "long"},  {ULONG, "unsigned long"}};
                 const CastName &t = to[pick(std::size(to))];
                 VarExpr e{'c', 0, 0, {}, INT, -1, -1, {}};
                 e.left = n;

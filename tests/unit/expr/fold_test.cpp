@@ -179,9 +179,9 @@ TEST_F(FoldTest, ComparisonRulesInOrder)
         {"i + j == j + i", N(1)}, {"d == d", N(1)}, {"v == v", "(== int " Lv " " Lv ")"},
         {"f() == f()", "(== int " CALL_F " " CALL_F ")"},
         {"i - j < j - i", "(< int (- int " Li " " Lj ") (- int " Lj " " Li "))"},
-        // Two integer constants: the negative side of a mixed pair is the smaller.
-        {"-1 < 1u", N(1)}, {"-1 > 0u", N(0)}, {"65535u == -1", N(0)}, {"65535u > 1", N(1)}, {"-2 < -1", N(1)},
-        {"3 != 3", N(0)},
+        // Two integer constants, compared in their common type.
+        {"-1 < 1u", N(0)}, {"-1 > 0u", N(1)}, {"65535u == -1", N(1)}, {"65535u > 1", N(1)}, {"-2 < -1", N(1)},
+        {"3 != 3", N(0)}, {"-1 < 1L", N(1)}, {"-1L < 1u", N(1)}, {"-1 < 1ul", N(0)}, {"-1L == 4294967295ul", N(1)},
         // A comparison compared with 0 or 1.
         {"(i < j) < 0", N(0)}, {"(i < j) >= 0", N(1)}, {"(i < j) > 0", "(< int " Li " " Lj ")"},
         {"(i < j) != 0", "(< int " Li " " Lj ")"}, {"(i < j) <= 0", "(>= int " Li " " Lj ")"},
@@ -205,7 +205,11 @@ TEST_F(FoldTest, ComparisonRulesInOrder)
         {"c <= -129", N(0), OUT_OF_RANGE}, {"c == -128", "(== int " Lc " " N(-128) ")"},
         {"c < -100", "(< int " Lc " " N(-100) ")"}, {"i > 32767", N(0), OUT_OF_RANGE},
         {"i <= 32767", N(1), OUT_OF_RANGE}, {"i == 32768", N(0), OUT_OF_RANGE}, {"i < -32768", N(0), OUT_OF_RANGE},
-        {"i < 40000u", N(1), OUT_OF_RANGE}, {"us > 65535u", N(0), OUT_OF_RANGE}, {"ul < 0", N(0), OUT_OF_RANGE},
+        {"us > 65535u", N(0), OUT_OF_RANGE}, {"ul < 0", N(0), OUT_OF_RANGE},
+        // No range test when a signed operand or a negative constant turns unsigned.
+        {"i < 40000u", "(< int " Li " (leaf uint 40000))"}, {"c == 300u", "(== int " Lc " (leaf uint 300))"},
+        {"u <= -1", "(<= int " Lu " " N(-1) ")"}, {"u == -1", "(== int " Lu " " N(-1) ")"},
+        {"u > -1", "(> int " Lu " " N(-1) ")"}, {"u <= -1L", N(0), OUT_OF_RANGE}, {"l < 40000u", "(< int " Ll " (leaf uint 40000))"},
         {"ul < 0UL", "(< int (leaf ulong sym ul lvalue) (leaf ulong 0))"},
         {"l > 2147483647L", "(> int " Ll " (leaf long 2147483647))"},
         // A conditional of constants compared with a constant.
@@ -215,8 +219,8 @@ TEST_F(FoldTest, ComparisonRulesInOrder)
     };
     run(cases);
 
-    // Under -sa an unsigned type makes the comparison unsigned.
-    const Case strict[] = {{"-1 < 1u", N(0)}, {"-1 > 0u", N(1)}};
+    // -sa compares constants the same way.
+    const Case strict[] = {{"-1 < 1u", N(0)}, {"-1 > 0u", N(1)}, {"65535u == -1", N(1)}};
     run(strict, [] { strict_ansi = 1; });
     // Without warnings the range test folds silently.
     const Case quiet[] = {{"c == 300", N(0)}};
@@ -305,7 +309,20 @@ TEST_F(FoldTest, ArithmeticRewritesAndOperandExchange)
         {"0 / i", N(0)}, {"0 % i", N(0)}, {"0 / l", "(leaf long 0)"}, {"0 - i", "(neg int " Li ")"}, {"i / i", N(1)},
         {"i - i", N(0)}, {"i % i", N(0)}, {"i ^ i", N(0)}, {"i & i", Li}, {"i | i", Li},
         {"i + i", "(<< int " Li " " N(1) ")"}, {"(int)c - c", N(0)}, {"v - v", N(0)},
+        {"(unsigned char)c ^ c", "(^ int (cast uchar " Lc ") " Lc ")"},
         {"f() - f()", "(- int " CALL_F " " CALL_F ")"}, {"d + d", "(+ double " Ld " " Ld ")"},
+        // An operator that a cast retyped in place is not removed or moved.
+        {"-(long)-ul", "(neg long (neg long (leaf ulong sym ul lvalue) retyped))"},
+        {"-(int)-u", "(neg int (neg int " Lu " retyped))"}, {"~(int)~u", "(~ int (~ int " Lu " retyped))"},
+        {"-(char)(i - j)", "(neg int (cast int (- char " Li " " Lj " retyped)))"},
+        {"(char)-i * (char)-j", "(* int (neg char " Li " retyped) (neg char " Lj " retyped))"},
+        {"(char)~i & (char)~j", "(& int (~ char " Li " retyped) (~ char " Lj " retyped))"},
+        {"(unsigned char)~uc | uc", "(| int (~ uchar (cast int (leaf uchar sym uc lvalue)) retyped) (leaf uchar sym uc lvalue))"},
+        {"(char)(i * j) + (char)(i * k)", "(+ int (* char " Li " " Lj " retyped) (* char " Li " " Lk " retyped))"},
+        {"(char)(i << 2) | (char)(j << 2)", "(| int (<< char " Li " " N(2) " retyped) (<< char " Lj " " N(2) " retyped))"},
+        {"(char)(100 - i) + 1", "(+ int (- char " N(100) " " Li " retyped) " N(1) ")"},
+        {"300L - (char)(c - 16)", "(- long (leaf long 300) (- char " Lc " " N(16) " retyped))"},
+        {"(char)(u & 240) >> 4", "(>> int (& char " Lu " " N(240) " retyped) " N(4) ")"},
     };
     run(cases);
 }
@@ -360,7 +377,8 @@ TEST_F(FoldTest, ConstantRightOperand)
         {"u % 8", "(& uint " Lu " " N(7) ")"}, {"i % 8", "(% int " Li " " N(8) ")"},
         {"i << 16", N(0), "shift count out of range"},
         {"i >> 16", "(>> int " Li " " N(16) ")", "shift count out of range"}, {"l << 16", "(<< long " Ll " " N(16) ")"},
-        {"u ^ 65535u", "(~ uint " Lu ")"}, {"c ^ 255", "(^ int " Lc " " N(255) ")"}, {"u | 65535u", N(-1)},
+        {"u ^ 65535u", "(~ uint " Lu ")"}, {"c ^ 255", "(^ int " Lc " " N(255) ")"}, {"u | 65535u", "(leaf uint 65535)"},
+        {"(u | 65535u) >> 8", "(leaf uint 255)"}, {"(i | 65535u) < 0", N(0)},
         {"(i | 65535u) == -1", N(1)}, {"c / 256ul", "(>> ulong (cast ulong " Lc ") (leaf ulong 8))"},
         {"u * 8", "(<< uint " Lu " " N(3) ")"}, {"i * 4", "(<< int " Li " " N(2) ")"},
         {"i * 6", "(* int " Li " " N(6) ")"}, {"u & 65535u", "(leaf uint sym u lvalue rvalue)"},
@@ -402,6 +420,20 @@ TEST_F(FoldTest, ReassociationSubtractionAndChains)
         {"3 - (i + 3)", "(neg int " Li " rvalue)"}, {"3 - (3 - i)", "(leaf int sym i lvalue rvalue)"},
         {"(i + 3) + j", "(+ int (+ int " Li " " Lj ") " N(3) ")"},
         {"j + (i + 3)", "(+ int (+ int " Li " " Lj ") " N(3) ")"},
+        // An int sum is not spread over a wider operation: earlier folds may
+        // have reordered or combined it into one that wraps.
+        {"(i + 1) * 40000L", "(* long (+ int " Li " " N(1) ") (leaf long 40000))"},
+        {"100000L - (i - 5)", "(- long (leaf long 100000) (- int " Li " " N(5) "))"},
+        // The shift under a mask of its remaining bits is the unsigned one.
+        {"(i >> 1) & 32767", "(cast int (>> uint (cast uint " Li ") " N(1) ") rvalue)"},
+        {"(l >> 4) & 268435455", "(cast long (>> ulong (cast ulong " Ll ") (leaf long 4)) rvalue)"},
+        // Not moved out of operands that compute in other types.
+        {"(c >> 4) ^ (u >> 4)", "(^ uint (>> int " Lc " " N(4) ") (>> uint " Lu " " N(4) "))"},
+        {"(u * 32768L) ^ (i * 32768L)", "(^ long (<< long " Lu " (leaf long 15)) (<< long " Li " (leaf long 15)))"},
+        {"(ul & u) | (ul & -3)",
+         "(| ulong (& ulong (leaf ulong sym ul lvalue) " Lu ") (& ulong (leaf ulong sym ul lvalue) " N(-3) "))"},
+        {"l * 65531u - i * l", "(- long (* long " Ll " (leaf uint 65531)) (* long " Li " " Ll "))"},
+        {"u | ~(long)u", "(leaf long -1)"}, {"c | ~(unsigned)c", "(| uint (~ uint (cast uint " Lc ")) " Lc ")"},
     };
     run(cases);
 }
