@@ -569,6 +569,16 @@ bool Decoder::record_body(unsigned code, std::string &s)
 
 }  // namespace
 
+// The name of the record whose code byte stands at `at`: a file begins with
+// one of the two unit records, which stand nowhere else (code 203 is
+// REC_ASM_TEXT after the first record). Null for a code no record has.
+static const char *name_at(std::size_t at, unsigned code)
+{
+    if (at == 0)
+        return code == ir::REC_UNIT ? "REC_UNIT" : code == ir::REC_UNIT_ANALYSER ? "REC_UNIT_ANALYSER" : nullptr;
+    return code == ir::REC_UNIT_ANALYSER ? nullptr : record_name(code);
+}
+
 bool dump_record(const unsigned char *data, std::size_t size, std::size_t at, bool analyser, std::string &out)
 {
     if (at >= size)
@@ -579,8 +589,7 @@ bool dump_record(const unsigned char *data, std::size_t size, std::size_t at, bo
     d.pos = at + 1;
     d.analyser = analyser;
     unsigned code = data[at];
-    const char *name = at == 0 ? (code == ir::REC_UNIT ? "REC_UNIT" : code == ir::REC_UNIT_ANALYSER ? "REC_UNIT_ANALYSER" : nullptr)
-                               : code == ir::REC_UNIT_ANALYSER ? nullptr : record_name(code);
+    const char *name = name_at(at, code);
     if (!name)
         return false;
     d.record = name;
@@ -606,8 +615,7 @@ DumpResult dump_intermediate(const unsigned char *data, std::size_t size, std::s
         std::size_t at = d.pos;
         unsigned code = data[d.pos++];
         bool first = at == 0;
-        const char *name = first ? (code == ir::REC_UNIT ? "REC_UNIT" : code == ir::REC_UNIT_ANALYSER ? "REC_UNIT_ANALYSER" : nullptr)
-                                 : code == ir::REC_UNIT_ANALYSER ? nullptr : record_name(code);
+        const char *name = name_at(at, code);
         if (!name) {
             std::string message = "bad record code " + std::to_string(code) + " at offset ";
             put_offset(message, at);
