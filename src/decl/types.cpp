@@ -399,7 +399,7 @@ void remember_element_sizes(const Type *type, const Type *sized, std::uint32_t b
 
 }  // namespace
 
-std::int32_t type_size(const Type *type)
+std::int32_t type_size_walk(const Type *type)
 {
     // Array levels multiply the size of what they hold; the walk ends at
     // the first level that has a size of its own. An array level keeps the

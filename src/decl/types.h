@@ -247,8 +247,37 @@ struct PrototypeMark {
 PrototypeMark begin_prototype_lists();
 void end_prototype_lists(Type *function, PrototypeMark saved);
 
-// sizeof in bytes; reports unknown sizes and gives 0.
-std::int32_t type_size(const Type *type);
+// sizeof in bytes; reports unknown sizes and gives 0. The scalar sizes,
+// asked for on almost every node, are answered inline; the others walk
+// the type.
+std::int32_t type_size_walk(const Type *type);
+inline std::int32_t type_size(const Type *type)
+{
+    switch (type->kind) {
+    case KIND_CHAR:
+    case KIND_UCHAR:
+    case KIND_BITS8:
+        return 1;
+    case KIND_SHORT:
+    case KIND_USHORT:
+    case KIND_BITS16:
+    case KIND_INT:
+    case KIND_UINT:
+    case KIND_BITSINT:
+        return 2;
+    case KIND_LONG:
+    case KIND_ULONG:
+    case KIND_BITS32:
+    case KIND_FLOAT:
+        return 4;
+    case KIND_POINTER: {
+        std::uint16_t space = type->attr & ATTR_SPACE;
+        return space == SPACE_TINY ? 1 : space == SPACE_FAR ? 4 : 2;
+    }
+    default:
+        return type_size_walk(type);
+    }
+}
 bool needs_even_alignment(const Type *type);
 bool types_compatible(const Type *a, const Type *b);
 // May a value of type `from` be assigned to `to`?
