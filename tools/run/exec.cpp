@@ -60,6 +60,7 @@ struct Machine {
     std::string output;  // buffered standard output of the program
 
     Machine(Program &program, const RunOptions &o) : p(program), options(o), mem(program.memory.data()), valid(program.valid.data()) {}
+    ~Machine() { if (options.steps_counted) *options.steps_counted = steps; }
 
     void flush_output()
     {

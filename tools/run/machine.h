@@ -118,6 +118,7 @@ struct RunOptions {
     std::uint64_t step_limit = 1000000000ull;
     std::uint32_t stack_size = 0x4000;
     bool trace = false;
+    std::uint64_t *steps_counted = nullptr;  // if set, receives the operations run_program counted
 };
 
 // Loads and links the files; on failure prints the message and returns false.
