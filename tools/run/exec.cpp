@@ -1,10 +1,14 @@
 // The executor of zpc-run: walks the compact form of each function with the
 // target's arithmetic. Integer values travel as 64-bit numbers already
-// reduced to the width and signedness of their type; a struct value is the
-// address of its bytes. Memory is big-endian; every access is checked
+// reduced to the width and signedness of their type; a floating value
+// travels as the bits of a host double (rounded to single precision when its
+// type is float); a struct value is the address of its bytes. Memory is big-endian; every access is checked
 // against the objects and the stack, and a fault ends the run with status 2.
+#include <bit>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <string>
 
 #include "dump/intermediate_dump.h"
@@ -30,9 +34,26 @@ struct Frame {
     const Instr *instr;
 };
 
+inline bool is_floating(std::uint8_t type) { return type == ir::TYPE_FLOAT || type == ir::TYPE_DOUBLE; }
+inline double as_double(std::int64_t v) { return std::bit_cast<double>(v); }
+inline std::int64_t from_double(double d) { return std::bit_cast<std::int64_t>(d); }
+// Rounds to single precision; a finite value beyond float's range becomes
+// an infinity of its sign, as the target's rounding gives.
+inline float to_single(double d)
+{
+    constexpr double max = static_cast<double>(std::numeric_limits<float>::max());
+    if (d > max || d < -max)
+        return std::isinf(d) || std::fabs(d) >= 0x1.ffffffp127 ? (d > 0 ? std::numeric_limits<float>::infinity() : -std::numeric_limits<float>::infinity())
+                                                                 : static_cast<float>(d > 0 ? max : -max);
+    return static_cast<float>(d);
+}
+inline std::int64_t round_to_float(double d) { return from_double(static_cast<double>(to_single(d))); }
+
 std::int64_t normalize(std::uint8_t type, std::uint8_t size, std::int64_t v)
 {
     switch (type) {
+    case ir::TYPE_FLOAT: return round_to_float(as_double(v));
+    case ir::TYPE_DOUBLE: return v;
     case ir::TYPE_CHAR: return static_cast<std::int8_t>(v);
     case ir::TYPE_INT: return static_cast<std::int16_t>(v);
     case ir::TYPE_LONG: return static_cast<std::int32_t>(v);
@@ -48,6 +69,39 @@ std::int64_t normalize(std::uint8_t type, std::uint8_t size, std::int64_t v)
 inline std::int64_t norm(const Node &n, std::int64_t v) { return normalize(n.type, n.size, v); }
 inline std::int64_t norm(const Node &n, std::uint64_t v) { return normalize(n.type, n.size, static_cast<std::int64_t>(v)); }
 
+// The value v of a node of type `from` as a host double.
+inline double to_double(const Node &from, std::int64_t v) { return is_floating(from.type) ? as_double(v) : static_cast<double>(v); }
+
+// Converts v, a value of type `from`, to the type of `to`. A floating value
+// becomes an integer by truncation toward zero; one outside the target's
+// range (where C leaves the result undefined) is clamped to it, and a NaN
+// becomes 0.
+std::int64_t convert(const Node &to, const Node &from, std::int64_t v)
+{
+    if (is_floating(to.type))
+        return norm(to, from_double(to_double(from, v)));
+    if (!is_floating(from.type) || to.type == ir::TYPE_STRUCT)
+        return norm(to, v);
+    double d = std::trunc(as_double(v));
+    unsigned bits = to.size ? 8u * to.size : 32u;
+    bool is_signed = to.type == ir::TYPE_CHAR || to.type == ir::TYPE_INT || to.type == ir::TYPE_LONG;
+    double low = is_signed ? -std::ldexp(1.0, static_cast<int>(bits) - 1) : 0.0;
+    double high = is_signed ? std::ldexp(1.0, static_cast<int>(bits) - 1) - 1 : std::ldexp(1.0, static_cast<int>(bits)) - 1;
+    if (std::isnan(d))
+        d = 0;
+    d = d < low ? low : d > high ? high : d;
+    return norm(to, static_cast<std::int64_t>(d));
+}
+
+inline bool truth(const Node &n, std::int64_t v) { return is_floating(n.type) ? as_double(v) != 0 : v != 0; }
+
+// The common type of floating arithmetic: double when either side is
+// double, else float.
+inline bool float_result_is_single(const Node &a, const Node &b)
+{
+    return a.type != ir::TYPE_DOUBLE && b.type != ir::TYPE_DOUBLE;
+}
+
 struct Machine {
     Program &p;
     const RunOptions &options;
@@ -58,6 +112,7 @@ struct Machine {
     Frame *frame = nullptr;
     std::uintptr_t host_base = 0;
     std::string output;  // buffered standard output of the program
+    bool double_args_are_single = false;  // a library call's floating arguments are 4 bytes (-f, -nw)
 
     Machine(Program &program, const RunOptions &o) : p(program), options(o), mem(program.memory.data()), valid(program.valid.data()) {}
     ~Machine() { if (options.steps_counted) *options.steps_counted = steps; }
@@ -133,6 +188,10 @@ struct Machine {
             return addr;
         }
         std::uint64_t v = read_unsigned(addr, n.size);
+        if (n.type == ir::TYPE_FLOAT)
+            return from_double(static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(v))));
+        if (n.type == ir::TYPE_DOUBLE)
+            return static_cast<std::int64_t>(v);
         if (n.bit_width)
             return static_cast<std::int64_t>((v >> n.bit_offset) & ((std::uint64_t{1} << n.bit_width) - 1));
         return normalize(n.type, n.size, static_cast<std::int64_t>(v));
@@ -156,9 +215,35 @@ struct Machine {
             write_unsigned(addr, n.size, unit);
             return static_cast<std::int64_t>(field);
         }
+        if (n.type == ir::TYPE_FLOAT) {
+            float single = to_single(as_double(v));
+            write_unsigned(addr, 4, std::bit_cast<std::uint32_t>(single));
+            return from_double(static_cast<double>(single));
+        }
         write_unsigned(addr, n.size, static_cast<std::uint64_t>(v));
         return norm(n, v);
     }
+
+    // A floating operation of C on host doubles; a float result is rounded
+    // to single precision by the caller.
+    double floating(unsigned op, double a, double b)
+    {
+        switch (op) {
+        case ir::OP_ADD: case ir::OP_ADDASG: case ir::OP_POSTINC: return a + b;
+        case ir::OP_SUB: case ir::OP_SUBASG: case ir::OP_POSTDEC: return a - b;
+        case ir::OP_MUL: case ir::OP_MULASG: return a * b;
+        case ir::OP_DIV: case ir::OP_DIVASG: return a / b;
+        }
+        fault("operator " + std::to_string(op) + " on a floating value");
+    }
+
+    // Evaluates node i and converts its value to the type of `to`.
+    std::int64_t eval_as(const Function &f, std::int32_t i, const Node &to)
+    {
+        return convert(to, f.nodes[static_cast<std::size_t>(i)], eval(f, i));
+    }
+
+    bool eval_truth(const Function &f, std::int32_t i) { return truth(f.nodes[static_cast<std::size_t>(i)], eval(f, i)); }
 
     std::uint32_t base(const Node &n)
     {
@@ -178,7 +263,7 @@ struct Machine {
         case N_OBJECT: return static_cast<std::uint32_t>(base(n) + n.value);
         case ir::OP_DEREF: return static_cast<std::uint32_t>(eval(f, n.a));
         case ir::OP_COMMA: eval(f, n.a); return address_of(f, n.b);
-        case ir::OP_COND: return eval(f, n.a) ? address_of(f, n.b) : address_of(f, n.c);
+        case ir::OP_COND: return eval_truth(f, n.a) ? address_of(f, n.b) : address_of(f, n.c);
         case N_REFUSED: fault(std::string("not supported: ") + n.refused);
         }
         if (n.type == ir::TYPE_STRUCT)
@@ -253,6 +338,11 @@ struct Machine {
             fault(std::string("not supported: ") + n.refused);
         case ir::OP_ADD: case ir::OP_SUB: case ir::OP_MUL: case ir::OP_DIV: case ir::OP_MOD:
         case ir::OP_AND: case ir::OP_OR: case ir::OP_XOR: {
+            if (is_floating(n.type)) {
+                double a = as_double(eval_as(f, n.a, n));
+                double b = as_double(eval_as(f, n.b, n));
+                return norm(n, from_double(floating(n.op, a, b)));
+            }
             std::int64_t a = norm(n, eval(f, n.a));
             std::int64_t b = norm(n, eval(f, n.b));
             return arithmetic(n.op, n, a, b);
@@ -263,30 +353,56 @@ struct Machine {
             return arithmetic(n.op, n, a, b);
         }
         case ir::OP_LT: case ir::OP_GE: case ir::OP_GT: case ir::OP_LE: case ir::OP_EQ: case ir::OP_NE: {
+            if (n.compare_float) {
+                double a = to_double(f.nodes[static_cast<std::size_t>(n.a)], eval(f, n.a));
+                double b = to_double(f.nodes[static_cast<std::size_t>(n.b)], eval(f, n.b));
+                switch (n.op) {
+                case ir::OP_LT: return a < b;
+                case ir::OP_GE: return a >= b;
+                case ir::OP_GT: return a > b;
+                case ir::OP_LE: return a <= b;
+                case ir::OP_EQ: return a == b;
+                default: return a != b;
+                }
+            }
             std::int64_t a = eval(f, n.a);
             std::int64_t b = eval(f, n.b);
             return compare(n, a, b);
         }
-        case ir::OP_ANDAND: return eval(f, n.a) != 0 && eval(f, n.b) != 0;
-        case ir::OP_OROR: return eval(f, n.a) != 0 || eval(f, n.b) != 0;
-        case ir::OP_NOT: return eval(f, n.a) == 0;
-        case ir::OP_NEG: return norm(n, std::uint64_t{0} - static_cast<std::uint64_t>(norm(n, eval(f, n.a))));
+        case ir::OP_ANDAND: return eval_truth(f, n.a) && eval_truth(f, n.b);
+        case ir::OP_OROR: return eval_truth(f, n.a) || eval_truth(f, n.b);
+        case ir::OP_NOT: return !eval_truth(f, n.a);
+        case ir::OP_NEG:
+            if (is_floating(n.type))
+                return norm(n, from_double(-as_double(eval_as(f, n.a, n))));
+            return norm(n, std::uint64_t{0} - static_cast<std::uint64_t>(norm(n, eval(f, n.a))));
         case ir::OP_COMPL: return norm(n, ~static_cast<std::uint64_t>(norm(n, eval(f, n.a))));
-        case ir::OP_CAST: return norm(n, eval(f, n.a));
-        case ir::OP_COND: return eval(f, n.a) ? norm(n, eval(f, n.b)) : norm(n, eval(f, n.c));
+        case ir::OP_CAST: return eval_as(f, n.a, n);
+        case ir::OP_COND: return eval_truth(f, n.a) ? eval_as(f, n.b, n) : eval_as(f, n.c, n);
         case ir::OP_COMMA: eval(f, n.a); return eval(f, n.b);
         case ir::OP_DEREF: return load(n, static_cast<std::uint32_t>(eval(f, n.a)));
         case ir::OP_ADDR: return norm(n, static_cast<std::int64_t>(address_of(f, n.a)));
         case ir::OP_ASSIGN: {
             std::uint32_t addr = address_of(f, n.a);
-            std::int64_t v = eval(f, n.b);
             const Node &left = f.nodes[static_cast<std::size_t>(n.a)];
-            return store(left, addr, norm(n, v));
+            return store(left, addr, eval_as(f, n.b, left));
         }
         case ir::OP_ADDASG: case ir::OP_SUBASG: case ir::OP_MULASG: case ir::OP_DIVASG: case ir::OP_MODASG:
         case ir::OP_SHLASG: case ir::OP_SHRASG: case ir::OP_ANDASG: case ir::OP_XORASG: case ir::OP_ORASG: {
             std::uint32_t addr = address_of(f, n.a);
             const Node &left = f.nodes[static_cast<std::size_t>(n.a)];
+            const Node &right = f.nodes[static_cast<std::size_t>(n.b)];
+            if (is_floating(left.type) || is_floating(right.type) || is_floating(n.type)) {
+                // Computed in the common floating type, then converted back
+                // to the object's type.
+                double old = to_double(left, load(left, addr));
+                double b = to_double(right, eval(f, n.b));
+                double r = floating(n.op, old, b);
+                Node common{};
+                common.type = float_result_is_single(left, right) && n.type != ir::TYPE_DOUBLE ? ir::TYPE_FLOAT : ir::TYPE_DOUBLE;
+                common.size = common.type == ir::TYPE_FLOAT ? 4 : 8;
+                return store(left, addr, convert(left, common, norm(common, from_double(r))));
+            }
             std::int64_t old = norm(n, load(left, addr));
             std::int64_t b = eval(f, n.b);
             if (n.op != ir::OP_SHLASG && n.op != ir::OP_SHRASG)
@@ -297,6 +413,11 @@ struct Machine {
             std::uint32_t addr = address_of(f, n.a);
             const Node &left = f.nodes[static_cast<std::size_t>(n.a)];
             std::int64_t old = load(left, addr);
+            if (is_floating(left.type)) {
+                double b = to_double(f.nodes[static_cast<std::size_t>(n.b)], eval(f, n.b));
+                store(left, addr, from_double(floating(n.op, as_double(old), b)));
+                return old;
+            }
             std::int64_t b = norm(n, eval(f, n.b));
             store(left, addr, arithmetic(n.op, n, norm(n, old), b));
             return old;
@@ -333,6 +454,8 @@ struct Machine {
             std::uint32_t size = arg.type == ir::TYPE_STRUCT ? arg.struct_size : arg.size;
             if (size == 1 && unit.widen && arg.type != ir::TYPE_STRUCT)
                 size = 2;
+            if (arg.type == ir::TYPE_FLOAT && unit.widen_float)
+                size = 8;
             if (unit.even_arguments && (arg_bytes & 1) && size >= 2)
                 ++arg_bytes;
             sizes[k] = size;
@@ -354,11 +477,18 @@ struct Machine {
                 auto from = static_cast<std::uint32_t>(values[k]);
                 check(from, sizes[k], false);
                 std::memmove(mem + ap + offsets[k], mem + from, sizes[k]);
+            } else if (is_floating(arg.type)) {
+                double d = as_double(values[k]);
+                if (sizes[k] == 8)
+                    write_unsigned(ap + offsets[k], 8, std::bit_cast<std::uint64_t>(d));
+                else
+                    write_unsigned(ap + offsets[k], 4, std::bit_cast<std::uint32_t>(to_single(d)));
             } else {
                 write_unsigned(ap + offsets[k], sizes[k], static_cast<std::uint64_t>(values[k]));
             }
         }
         if (!callee) {
+            double_args_are_single = !unit.widen_float;
             std::int64_t r = native(static_cast<Native>(-code), ap);
             sp = saved_sp;
             return norm(n, r);
@@ -417,7 +547,7 @@ struct Machine {
                 pc = static_cast<std::size_t>(in.target);
                 break;
             case I_BRANCH:
-                pc = eval(fn, in.expr) ? static_cast<std::size_t>(in.target) : pc + 1;
+                pc = eval(fn, in.expr) != 0 ? static_cast<std::size_t>(in.target) : pc + 1;
                 break;
             case I_RETURN:
                 frame = saved_frame;
@@ -428,6 +558,13 @@ struct Machine {
                 const Node &n = fn.nodes[static_cast<std::size_t>(in.expr)];
                 const Node &object = fn.nodes[static_cast<std::size_t>(n.a)];
                 std::uint32_t addr = address_of(fn, n.a);
+                if (is_floating(object.type)) {
+                    if (in.kind != I_NEGATE)
+                        fault("complement of a floating value");
+                    store(object, addr, from_double(-as_double(load(object, addr))));
+                    ++pc;
+                    break;
+                }
                 auto v = static_cast<std::uint64_t>(norm(n, load(object, addr)));
                 store(object, addr, norm(n, in.kind == I_NEGATE ? std::uint64_t{0} - v : ~v));
                 ++pc;
@@ -575,6 +712,19 @@ std::int64_t Machine::printf_native(std::uint32_t ap)
                 chars += b;
             }
             std::snprintf(text, sizeof text, (conversion + "s").c_str(), chars.c_str());
+            output += text;
+            break;
+        }
+        case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': {
+            double v;
+            if (double_args_are_single) {
+                v = static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(read_unsigned(ap + offset, 4))));
+                offset += 4;
+            } else {
+                v = std::bit_cast<double>(read_unsigned(ap + offset, 8));
+                offset += 8;
+            }
+            std::snprintf(text, sizeof text, (conversion + c).c_str(), v);
             output += text;
             break;
         }

@@ -134,9 +134,9 @@ void set_type(Node &n, const ir::TypeRef &t)
             n.refused = "bitfield outside its unit";
         }
     }
-    if (t.code == ir::TYPE_FLOAT || t.code == ir::TYPE_DOUBLE || t.code == ir::TYPE_REAL12) {
+    if (t.code == ir::TYPE_REAL12) {
         n.op = N_REFUSED;
-        n.refused = "floating-point value";
+        n.refused = "floating-point value of type code 12";
     }
 }
 
@@ -155,6 +155,8 @@ bool is_comparison(unsigned op)
 // they have one width and either is unsigned (C's usual conversions).
 void set_comparison(Node &n, const Node &l, const Node &r)
 {
+    n.compare_float = l.type == ir::TYPE_FLOAT || l.type == ir::TYPE_DOUBLE || r.type == ir::TYPE_FLOAT ||
+                      r.type == ir::TYPE_DOUBLE;
     unsigned lsize = l.size ? l.size : 2, rsize = r.size ? r.size : 2;
     bool lu = is_unsigned_type(l.type), ru = is_unsigned_type(r.type);
     if (lsize == rsize) {
@@ -244,13 +246,20 @@ std::int32_t Loader::expression(ir::Reader &r, Function &f, int unit)
             } else if (n.op == N_VALUE && n.base == BASE_NONE) {
                 n.value = normalize_constant(n, n.value);
             }
+            // Floating constants live in the literal pool and are read from
+            // memory; a floating leaf that is a bare number or an address
+            // has no meaning the executor knows.
+            if (n.op == N_VALUE && (n.type == ir::TYPE_FLOAT || n.type == ir::TYPE_DOUBLE)) {
+                n.op = N_REFUSED;
+                n.refused = "floating leaf that is not an object";
+            }
             complete = true;
         } else if (op == ir::EXPR_CALL || op == ir::EXPR_CALL_WITH_ARGS) {
             ir::TypeRef t = r.type_ref();
             n.op = N_CALL;
             set_type(n, t);
             if (n.op == N_REFUSED)
-                n.refused = "call returning a floating-point value";
+                n.refused = "call returning a floating-point value of type code 12";
             open.push_back({index, 0, 0, true, op == ir::EXPR_CALL_WITH_ARGS, false, {}});
         } else if (ir::operator_info(op).operands) {
             ir::TypeRef t = r.type_ref();
@@ -352,6 +361,7 @@ bool Loader::load_unit(int unit)
         return fail(r.error);
     u.widen = !(flags & 0x02);
     u.even_arguments = alignment != 0 && u.widen;
+    u.widen_float = u.widen && !(flags & 0x01);
     u.analyser = false;
 
     int def_pending = -1;    // the symbol of a REC_FUNC_DEF awaiting its body

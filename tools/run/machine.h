@@ -31,6 +31,7 @@ struct Node {
     std::uint8_t bit_offset, bit_width;
     std::uint8_t compare_unsigned;  // comparisons: the operands meet as unsigned
     std::uint8_t compare_size;      // comparisons: bytes of the common type
+    std::uint8_t compare_float;     // comparisons: an operand is floating; they meet as double
     std::uint32_t struct_size;
     std::int32_t a, b, c;    // operands; a call: a the function, b the first of its arguments in Function::args, c the count
     std::int64_t value;      // leaf offset (plus the resolved address)
@@ -91,6 +92,7 @@ struct Unit {
     bool analyser;
     bool widen;          // arguments are passed widened (no -nw)
     bool even_arguments; // -b: arguments that need it sit at even offsets
+    bool widen_float;    // float arguments are passed as double (no -nw, no -f)
 };
 
 // The model's address space: 64 KiB reached by tiny and near pointers (the
