@@ -1,5 +1,7 @@
 #include "expr/check.h"
 
+#include <cfloat>
+#include <cmath>
 #include <cstdint>
 
 #include "decl/types.h"
@@ -211,6 +213,14 @@ Node *check_cast(Node *node)
             return node;
         }
         if (is_float_constant(operand)) {
+            // A cast to float rounds the value to float's precision, so
+            // that widening it again gives what C gives:
+            // (double)(float)0.1 is not 0.1.
+            if (t->kind == KIND_FLOAT && operand->type->kind != KIND_FLOAT) {
+                double value = float_constant_value(operand);
+                if (std::fabs(value) <= FLT_MAX && static_cast<double>(static_cast<float>(value)) != value)
+                    set_float_constant(operand, static_cast<double>(static_cast<float>(value)), t);
+            }
             operand->type = t;
             return operand;
         }
@@ -593,8 +603,11 @@ Node *check_scalar_assignment(Node *node, unsigned op)
         return folded;
     value = node->right;
     bool floating_target = is_floating_kind(target->type->kind);
+    // A floating constant is made an integer only for a plain store: a
+    // compound assignment computes in floating point first (i *= 0.5 halves
+    // i, where i *= 0 would clear it).
     if ((floating_target && is_int_constant(value) && value->value != 0) ||
-        (!floating_target && is_integer_kind(target->type->kind) && is_float_constant(value)))
+        (!floating_target && op == OP_ASSIGN && is_integer_kind(target->type->kind) && is_float_constant(value)))
         node->right = convert_constant(value, target->type);
     return node;
 }
