@@ -408,63 +408,37 @@ std::int32_t type_size_walk(const Type *type)
     std::uint32_t count = 1;
     bool settled = true;  // nothing reported: the size will not change
     for (const Type *t = type; t; t = t->of) {
-        std::uint32_t bytes;
-        switch (t->kind) {
-        case KIND_ENUM:
-            if (!t->enumerators && !no_enum_optimization) {
-                report("enum size unknown");
-                settled = false;
-            }
-            continue;
-        case KIND_ARRAY:
-            if (t->dim == 0) {
-                report("array size unknown");
-                return 0;
-            }
-            count *= t->dim;
-            if (t->size != 0) {
+        std::uint32_t bytes = scalar_size(t);
+        if (bytes == 0) {
+            switch (t->kind) {
+            case KIND_ENUM:
+                if (!t->enumerators && !no_enum_optimization) {
+                    report("enum size unknown");
+                    settled = false;
+                }
+                continue;
+            case KIND_ARRAY:
+                if (t->dim == 0) {
+                    report("array size unknown");
+                    return 0;
+                }
+                count *= t->dim;
+                if (t->size == 0)
+                    continue;
                 bytes = t->size;
                 break;
-            }
-            continue;
-        case KIND_CHAR:
-        case KIND_UCHAR:
-        case KIND_BITS8:
-            bytes = 1;
-            break;
-        case KIND_SHORT:
-        case KIND_USHORT:
-        case KIND_BITS16:
-        case KIND_INT:
-        case KIND_UINT:
-        case KIND_BITSINT:
-            bytes = 2;
-            break;
-        case KIND_LONG:
-        case KIND_ULONG:
-        case KIND_BITS32:
-        case KIND_FLOAT:
-            bytes = 4;
-            break;
-        case KIND_DOUBLE:
-            bytes = 8;
-            break;
-        case KIND_STRUCT:
-        case KIND_UNION:
-            if (!t->members) {
-                report("struct/union size unknown");
+            case KIND_STRUCT:
+            case KIND_UNION:
+                if (!t->members) {
+                    report("struct/union size unknown");
+                    return 0;
+                }
+                bytes = t->size;
+                break;
+            default:
+                report("size unknown");
                 return 0;
             }
-            bytes = t->size;
-            break;
-        case KIND_POINTER: {
-            std::uint16_t space = t->attr & ATTR_SPACE;
-            bytes = space == SPACE_TINY ? 1 : space == SPACE_FAR ? 4 : 2;
-            break;
-        }
-        default:
-            report("size unknown");
-            return 0;
         }
         if (settled && bytes != 0 && t != type)
             remember_element_sizes(type, t, bytes);

@@ -247,11 +247,9 @@ struct PrototypeMark {
 PrototypeMark begin_prototype_lists();
 void end_prototype_lists(Type *function, PrototypeMark saved);
 
-// sizeof in bytes; reports unknown sizes and gives 0. The scalar sizes,
-// asked for on almost every node, are answered inline; the others walk
-// the type.
-std::int32_t type_size_walk(const Type *type);
-inline std::int32_t type_size(const Type *type)
+// The size of a scalar type (an integer, a bit-field unit, a floating type
+// or a pointer); 0 for every other kind.
+inline std::uint32_t scalar_size(const Type *type)
 {
     switch (type->kind) {
     case KIND_CHAR:
@@ -270,13 +268,24 @@ inline std::int32_t type_size(const Type *type)
     case KIND_BITS32:
     case KIND_FLOAT:
         return 4;
+    case KIND_DOUBLE:
+        return 8;
     case KIND_POINTER: {
         std::uint16_t space = type->attr & ATTR_SPACE;
         return space == SPACE_TINY ? 1 : space == SPACE_FAR ? 4 : 2;
     }
     default:
-        return type_size_walk(type);
+        return 0;
     }
+}
+// sizeof in bytes; reports unknown sizes and gives 0. The scalar sizes,
+// asked for on almost every node, are answered inline; the others walk
+// the type.
+std::int32_t type_size_walk(const Type *type);
+inline std::int32_t type_size(const Type *type)
+{
+    std::uint32_t bytes = scalar_size(type);
+    return bytes ? static_cast<std::int32_t>(bytes) : type_size_walk(type);
 }
 bool needs_even_alignment(const Type *type);
 bool types_compatible(const Type *a, const Type *b);

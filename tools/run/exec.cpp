@@ -299,21 +299,9 @@ struct Machine {
         fault("operator " + std::to_string(op) + " is not arithmetic");
     }
 
-    bool compare(const Node &n, std::int64_t a, std::int64_t b)
+    template <typename T> static bool relation(unsigned op, T a, T b)
     {
-        if (n.compare_unsigned) {
-            std::uint64_t mask = n.compare_size >= 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << (8 * n.compare_size)) - 1;
-            std::uint64_t ua = static_cast<std::uint64_t>(a) & mask, ub = static_cast<std::uint64_t>(b) & mask;
-            switch (n.op) {
-            case ir::OP_LT: return ua < ub;
-            case ir::OP_GE: return ua >= ub;
-            case ir::OP_GT: return ua > ub;
-            case ir::OP_LE: return ua <= ub;
-            case ir::OP_EQ: return ua == ub;
-            default: return ua != ub;
-            }
-        }
-        switch (n.op) {
+        switch (op) {
         case ir::OP_LT: return a < b;
         case ir::OP_GE: return a >= b;
         case ir::OP_GT: return a > b;
@@ -321,6 +309,15 @@ struct Machine {
         case ir::OP_EQ: return a == b;
         default: return a != b;
         }
+    }
+
+    bool compare(const Node &n, std::int64_t a, std::int64_t b)
+    {
+        if (n.compare_unsigned) {
+            std::uint64_t mask = n.compare_size >= 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << (8 * n.compare_size)) - 1;
+            return relation(n.op, static_cast<std::uint64_t>(a) & mask, static_cast<std::uint64_t>(b) & mask);
+        }
+        return relation(n.op, a, b);
     }
 
     std::int64_t eval(const Function &f, std::int32_t i)
@@ -356,14 +353,7 @@ struct Machine {
             if (n.compare_float) {
                 double a = to_double(f.nodes[static_cast<std::size_t>(n.a)], eval(f, n.a));
                 double b = to_double(f.nodes[static_cast<std::size_t>(n.b)], eval(f, n.b));
-                switch (n.op) {
-                case ir::OP_LT: return a < b;
-                case ir::OP_GE: return a >= b;
-                case ir::OP_GT: return a > b;
-                case ir::OP_LE: return a <= b;
-                case ir::OP_EQ: return a == b;
-                default: return a != b;
-                }
+                return relation(n.op, a, b);
             }
             std::int64_t a = eval(f, n.a);
             std::int64_t b = eval(f, n.b);
