@@ -146,45 +146,17 @@ void Reader::fail(const std::string &what, std::size_t at)
     error += record;
     error += " at offset ";
     put_offset(error, record_at);
+    bad = true;
 }
 
-bool Reader::have(std::size_t n)
+bool Reader::short_read()
 {
-    if (failed())
-        return false;
-    if (size - pos < n) {
+    if (!bad) {
         error = std::string("unexpected end of file in ") + record + " at offset ";
         put_offset(error, record_at);
-        return false;
+        bad = true;
     }
-    return true;
-}
-
-unsigned Reader::byte()
-{
-    if (!have(1))
-        return 0;
-    return data[pos++];
-}
-
-unsigned Reader::half()
-{
-    if (!have(2))
-        return 0;
-    unsigned v = data[pos] | data[pos + 1] << 8;
-    pos += 2;
-    return v;
-}
-
-std::uint32_t Reader::word()
-{
-    if (!have(4))
-        return 0;
-    std::uint32_t v = 0;
-    for (int i = 3; i >= 0; --i)
-        v = v << 8 | data[pos + static_cast<std::size_t>(i)];
-    pos += 4;
-    return v;
+    return false;
 }
 
 std::uint64_t Reader::eight_bytes()
@@ -226,45 +198,7 @@ std::size_t Reader::length_plus_one()
     return n ? n - 1 : 0;
 }
 
-TypeRef Reader::type_ref()
-{
-    TypeRef t{};
-    std::size_t at = pos;
-    unsigned code = byte();
-    if (failed())
-        return t;
-    t.code = code & 0x7F;
-    if (t.code < 1 || t.code > 14) {
-        fail("bad type code " + std::to_string(code), at);
-        t.code = 0;
-        return t;
-    }
-    if (code & 0x80) {
-        t.has_attr = true;
-        t.attr = half();
-    }
-    if (t.code == TYPE_PTR) {
-        t.target_attr = half();
-    } else if (is_bitfield_type(t.code)) {
-        t.bit_offset = byte();
-        t.bit_width = byte();
-    } else if (t.code == TYPE_STRUCT) {
-        t.struct_size = word();
-    }
-    return t;
-}
-
-NameRef Reader::name_ref()
-{
-    NameRef n{};
-    n.length = byte();
-    n.tag = half();
-    if (failed() || n.length == 0)
-        return n;
-    n.kind = byte();
-    n.chars = bytes(n.length - 1);
-    return n;
-}
+void Reader::bad_type_code(unsigned code, std::size_t at) { fail("bad type code " + std::to_string(code), at); }
 
 bool Reader::argument_prefix(bool &last)
 {

@@ -95,21 +95,77 @@ struct Reader {
     const char *record = "";
     std::size_t record_at = 0;
     std::string error;
+    bool bad = false;  // error holds a message
 
-    bool failed() const { return !error.empty(); }
+    bool failed() const { return bad; }
     void fail(const std::string &what, std::size_t at);
-    bool have(std::size_t n);
-    unsigned byte();
-    unsigned half();
-    std::uint32_t word();
+    // True when n more bytes are there to read; sets the error otherwise.
+    bool have(std::size_t n) { return (!bad && size - pos >= n) || short_read(); }
+    unsigned byte() { return have(1) ? data[pos++] : 0; }
+    unsigned half()
+    {
+        if (!have(2))
+            return 0;
+        unsigned v = data[pos] | data[pos + 1] << 8;
+        pos += 2;
+        return v;
+    }
+    std::uint32_t word()
+    {
+        if (!have(4))
+            return 0;
+        const unsigned char *p = data + pos;
+        pos += 4;
+        return p[0] | p[1] << 8 | p[2] << 16 | static_cast<std::uint32_t>(p[3]) << 24;
+    }
     std::uint64_t eight_bytes();
     const unsigned char *bytes(std::size_t n);
     // A byte the layout fixes (padding zeros, markers).
     void fixed(unsigned expected, std::size_t count = 1);
     // A length byte that counts one more than the characters after it.
     std::size_t length_plus_one();
-    TypeRef type_ref();
-    NameRef name_ref();
+    TypeRef type_ref()
+    {
+        TypeRef t{};
+        std::size_t at = pos;
+        unsigned code = byte();
+        t.code = code & 0x7F;
+        if (bad || t.code < 1 || t.code > 14) {
+            t.code = 0;
+            if (!bad)
+                bad_type_code(code, at);
+            return t;
+        }
+        if (code & 0x80) {
+            t.has_attr = true;
+            t.attr = half();
+        }
+        if (t.code == TYPE_PTR) {
+            t.target_attr = half();
+        } else if (is_bitfield_type(t.code)) {
+            t.bit_offset = byte();
+            t.bit_width = byte();
+        } else if (t.code == TYPE_STRUCT) {
+            t.struct_size = word();
+        }
+        return t;
+    }
+    NameRef name_ref()
+    {
+        NameRef n{};
+        n.length = byte();
+        n.tag = half();
+        if (bad || n.length == 0)
+            return n;
+        n.kind = byte();
+        n.chars = bytes(n.length - 1);
+        return n;
+    }
+  private:
+    bool short_read();
+    void bad_type_code(unsigned code, std::size_t at);
+
+  public:
     // The byte 165 and the type int before every call argument but the last;
     // sets `last` when no prefix comes. False after a failure.
     bool argument_prefix(bool &last);

@@ -264,7 +264,7 @@ struct Machine {
         case ir::OP_DEREF: return static_cast<std::uint32_t>(eval(f, n.a));
         case ir::OP_COMMA: eval(f, n.a); return address_of(f, n.b);
         case ir::OP_COND: return eval_truth(f, n.a) ? address_of(f, n.b) : address_of(f, n.c);
-        case N_REFUSED: fault(std::string("not supported: ") + n.refused);
+        case N_REFUSED: fault(std::string("not supported: ") + refusal_text(n.refusal));
         }
         if (n.type == ir::TYPE_STRUCT)
             return static_cast<std::uint32_t>(eval(f, i));
@@ -313,7 +313,7 @@ struct Machine {
 
     bool compare(const Node &n, std::int64_t a, std::int64_t b)
     {
-        if (n.compare_unsigned) {
+        if (n.compare & COMPARE_UNSIGNED) {
             std::uint64_t mask = n.compare_size >= 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << (8 * n.compare_size)) - 1;
             return relation(n.op, static_cast<std::uint64_t>(a) & mask, static_cast<std::uint64_t>(b) & mask);
         }
@@ -332,7 +332,7 @@ struct Machine {
         case N_CALL:
             return call(f, n);
         case N_REFUSED:
-            fault(std::string("not supported: ") + n.refused);
+            fault(std::string("not supported: ") + refusal_text(n.refusal));
         case ir::OP_ADD: case ir::OP_SUB: case ir::OP_MUL: case ir::OP_DIV: case ir::OP_MOD:
         case ir::OP_AND: case ir::OP_OR: case ir::OP_XOR: {
             if (is_floating(n.type)) {
@@ -350,7 +350,7 @@ struct Machine {
             return arithmetic(n.op, n, a, b);
         }
         case ir::OP_LT: case ir::OP_GE: case ir::OP_GT: case ir::OP_LE: case ir::OP_EQ: case ir::OP_NE: {
-            if (n.compare_float) {
+            if (n.compare & COMPARE_FLOAT) {
                 double a = to_double(f.nodes[static_cast<std::size_t>(n.a)], eval(f, n.a));
                 double b = to_double(f.nodes[static_cast<std::size_t>(n.b)], eval(f, n.b));
                 return relation(n.op, a, b);
@@ -822,6 +822,19 @@ std::int64_t Machine::native(Native which, std::uint32_t ap)
 }
 
 }  // namespace
+
+const char *refusal_text(unsigned refusal)
+{
+    switch (refusal) {
+    case REFUSED_BITFIELD: return "bitfield outside its unit";
+    case REFUSED_REAL12: return "floating-point value of type code 12";
+    case REFUSED_CALL_REAL12: return "call returning a floating-point value of type code 12";
+    case REFUSED_ABSOLUTE: return "object at an absolute address";
+    case REFUSED_REGISTER: return "register variable";
+    case REFUSED_FLOAT_LEAF: return "floating leaf that is not an object";
+    }
+    return "unknown node";
+}
 
 Native native_by_name(const std::string &name)
 {

@@ -3,6 +3,7 @@
 // objects with their initial bytes and address items, and links them as a
 // linker would: names across units, statics and literal labels within
 // their unit, memory laid out by space.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <unordered_map>
@@ -64,16 +65,35 @@ struct Loader {
     int current_function = -1;  // index of the function being decoded
     std::string error;
 
+    // The expressions' nodes still waiting for operands, and the finished
+    // arguments of the calls among them; kept to be reused.
+    struct Open {
+        std::int32_t node;
+        unsigned operands;   // for a call: 0
+        unsigned filled;
+        bool call;
+        bool more_args;      // a call: arguments still to come
+        bool last_arg_next;  // a call: the next argument is the last
+        std::size_t first_arg;  // a call: its first argument in arg_stack
+    };
+    std::vector<Open> open_nodes;
+    std::vector<std::int32_t> arg_stack;
+    std::string key;  // symbol_of's lookup key
+    // Room for the body being decoded, and the case tables of a function by label.
+    std::vector<Node> node_buffer;
+    std::vector<Instr> instr_buffer;
+    std::vector<std::pair<std::uint32_t, std::int32_t>> table_order;
+
     explicit Loader(Program &p) : program(p) {}
 
-    int symbol(const std::string &key, const std::string &shown)
+    int symbol(const std::string &k, const std::string &shown)
     {
-        auto it = by_key.find(key);
+        auto it = by_key.find(k);
         if (it != by_key.end())
             return it->second;
         symbols.push_back({});
         symbols.back().name = shown;
-        by_key.emplace(key, static_cast<int>(symbols.size() - 1));
+        by_key.emplace(k, static_cast<int>(symbols.size() - 1));
         return static_cast<int>(symbols.size() - 1);
     }
 
@@ -82,16 +102,29 @@ struct Loader {
     // label belong to their unit. -1 for no name.
     int symbol_of(int unit, const ir::NameRef &n)
     {
-        std::string u = std::to_string(unit);
+        // Built in a buffer that is reused, so that a name met again costs
+        // no allocation.
+        char tag[32];
         if (n.length == 0) {
             if (n.tag == 0)
                 return -1;
-            return symbol("u" + u + ":L" + std::to_string(n.tag), "L" + std::to_string(n.tag));
+            std::snprintf(tag, sizeof tag, "u%d:L%u", unit, n.tag);
+            key.assign(tag);
+            auto it = by_key.find(key);
+            return it != by_key.end() ? it->second : symbol(key, key.substr(key.find(':') + 1));
         }
-        std::string name(reinterpret_cast<const char *>(n.chars), n.chars_length());
-        if (n.tag)
-            return symbol("u" + u + ":" + name + "[" + std::to_string(n.tag) + "]", name);
-        return symbol(name, name);
+        auto chars = reinterpret_cast<const char *>(n.chars);
+        if (n.tag) {
+            std::snprintf(tag, sizeof tag, "u%d:", unit);
+            key.assign(tag);
+            key.append(chars, n.chars_length());
+            std::snprintf(tag, sizeof tag, "[%u]", n.tag);
+            key.append(tag);
+        } else {
+            key.assign(chars, n.chars_length());
+        }
+        auto it = by_key.find(key);
+        return it != by_key.end() ? it->second : symbol(key, std::string(chars, n.chars_length()));
     }
 
     void use(int s, int unit, const ir::Reader &r)
@@ -131,12 +164,12 @@ void set_type(Node &n, const ir::TypeRef &t)
         n.bit_width = static_cast<std::uint8_t>(t.bit_width);
         if (t.bit_width == 0 || t.bit_offset + t.bit_width > n.size * 8u) {
             n.op = N_REFUSED;
-            n.refused = "bitfield outside its unit";
+            n.refusal = REFUSED_BITFIELD;
         }
     }
     if (t.code == ir::TYPE_REAL12) {
         n.op = N_REFUSED;
-        n.refused = "floating-point value of type code 12";
+        n.refusal = REFUSED_REAL12;
     }
 }
 
@@ -155,20 +188,22 @@ bool is_comparison(unsigned op)
 // they have one width and either is unsigned (C's usual conversions).
 void set_comparison(Node &n, const Node &l, const Node &r)
 {
-    n.compare_float = l.type == ir::TYPE_FLOAT || l.type == ir::TYPE_DOUBLE || r.type == ir::TYPE_FLOAT ||
-                      r.type == ir::TYPE_DOUBLE;
+    bool floating = l.type == ir::TYPE_FLOAT || l.type == ir::TYPE_DOUBLE || r.type == ir::TYPE_FLOAT ||
+                    r.type == ir::TYPE_DOUBLE;
+    bool is_unsigned;
     unsigned lsize = l.size ? l.size : 2, rsize = r.size ? r.size : 2;
     bool lu = is_unsigned_type(l.type), ru = is_unsigned_type(r.type);
     if (lsize == rsize) {
         n.compare_size = static_cast<std::uint8_t>(lsize);
-        n.compare_unsigned = lu || ru;
+        is_unsigned = lu || ru;
     } else if (lsize > rsize) {
         n.compare_size = static_cast<std::uint8_t>(lsize);
-        n.compare_unsigned = lu;
+        is_unsigned = lu;
     } else {
         n.compare_size = static_cast<std::uint8_t>(rsize);
-        n.compare_unsigned = ru;
+        is_unsigned = ru;
     }
+    n.compare = static_cast<std::uint8_t>((is_unsigned ? COMPARE_UNSIGNED : 0) | (floating ? COMPARE_FLOAT : 0));
 }
 
 std::int64_t normalize_constant(const Node &n, std::int64_t v)
@@ -189,16 +224,9 @@ std::int64_t normalize_constant(const Node &n, std::int64_t v)
 
 std::int32_t Loader::expression(ir::Reader &r, Function &f, int unit)
 {
-    struct Open {
-        std::int32_t node;
-        unsigned operands;   // for a call: 0
-        unsigned filled;
-        bool call;
-        bool more_args;      // a call: arguments still to come
-        bool last_arg_next;  // a call: the next argument is the last
-        std::vector<std::int32_t> args;
-    };
-    std::vector<Open> open;
+    std::vector<Open> &open = open_nodes;
+    open.clear();
+    arg_stack.clear();
     for (;;) {
         std::size_t at = r.pos;
         unsigned op = r.byte();
@@ -226,7 +254,7 @@ std::int32_t Loader::expression(ir::Reader &r, Function &f, int unit)
                 n.base = BASE_NONE;
                 if (name.length && (name.kind & 0x10)) {
                     n.op = N_REFUSED;
-                    n.refused = "object at an absolute address";
+                    n.refusal = REFUSED_ABSOLUTE;
                 } else {
                     s = symbol_of(unit, name);
                 }
@@ -237,7 +265,7 @@ std::int32_t Loader::expression(ir::Reader &r, Function &f, int unit)
             case 2: n.base = BASE_SWITCH; n.op = n.op == N_REFUSED ? N_REFUSED : N_OBJECT; break;
             default:
                 n.op = N_REFUSED;
-                n.refused = "register variable";
+                n.refusal = REFUSED_REGISTER;
                 break;
             }
             if (s >= 0) {
@@ -251,7 +279,7 @@ std::int32_t Loader::expression(ir::Reader &r, Function &f, int unit)
             // has no meaning the executor knows.
             if (n.op == N_VALUE && (n.type == ir::TYPE_FLOAT || n.type == ir::TYPE_DOUBLE)) {
                 n.op = N_REFUSED;
-                n.refused = "floating leaf that is not an object";
+                n.refusal = REFUSED_FLOAT_LEAF;
             }
             complete = true;
         } else if (op == ir::EXPR_CALL || op == ir::EXPR_CALL_WITH_ARGS) {
@@ -259,13 +287,13 @@ std::int32_t Loader::expression(ir::Reader &r, Function &f, int unit)
             n.op = N_CALL;
             set_type(n, t);
             if (n.op == N_REFUSED)
-                n.refused = "call returning a floating-point value of type code 12";
-            open.push_back({index, 0, 0, true, op == ir::EXPR_CALL_WITH_ARGS, false, {}});
+                n.refusal = REFUSED_CALL_REAL12;
+            open.push_back({index, 0, 0, true, op == ir::EXPR_CALL_WITH_ARGS, false, arg_stack.size()});
         } else if (ir::operator_info(op).operands) {
             ir::TypeRef t = r.type_ref();
             n.op = static_cast<std::uint8_t>(op);
             set_type(n, t);
-            open.push_back({index, ir::operator_info(op).operands, 0, false, false, false, {}});
+            open.push_back({index, ir::operator_info(op).operands, 0, false, false, false, 0});
         } else {
             r.fail("bad operator " + std::to_string(op), at);
             return -1;
@@ -292,7 +320,7 @@ std::int32_t Loader::expression(ir::Reader &r, Function &f, int unit)
                 if (o.filled++ == 0)
                     p.a = child;
                 else
-                    o.args.push_back(child);
+                    arg_stack.push_back(child);
                 if (!o.more_args || o.last_arg_next) {
                     done = o.filled > 1 || !o.more_args;
                 } else {
@@ -310,9 +338,11 @@ std::int32_t Loader::expression(ir::Reader &r, Function &f, int unit)
             if (!done)
                 break;
             if (o.call) {
+                auto first = arg_stack.begin() + static_cast<std::ptrdiff_t>(o.first_arg);
                 p.b = static_cast<std::int32_t>(f.args.size());
-                p.c = static_cast<std::int32_t>(o.args.size());
-                f.args.insert(f.args.end(), o.args.begin(), o.args.end());
+                p.c = static_cast<std::int32_t>(arg_stack.end() - first);
+                f.args.insert(f.args.end(), first, arg_stack.end());
+                arg_stack.erase(first, arg_stack.end());
             } else if (is_comparison(p.op)) {
                 set_comparison(p, f.nodes[static_cast<std::size_t>(p.a)], f.nodes[static_cast<std::size_t>(p.b)]);
             }
@@ -469,6 +499,13 @@ bool Loader::load_unit(int unit)
             def_pending = -1;
             has_statement = false;
             labels.clear();
+            // The body is decoded into buffers that keep their room from
+            // one function to the next; the function gets a copy of the
+            // exact size at its end.
+            f->nodes.swap(node_buffer);
+            f->instrs.swap(instr_buffer);
+            f->nodes.clear();
+            f->instrs.clear();
             break;
         case ir::REC_FIRST_ARG:
             if (!f) return fail_here("outside a function");
@@ -491,36 +528,42 @@ bool Loader::load_unit(int unit)
                 return fail_here("function " + f->name + " has no statements: the unit was written after errors");
             Instr &ret = add_instr(I_RETURN);
             (void)ret;
-            // Labels to instruction indices.
-            std::unordered_map<std::uint32_t, std::int32_t> where;
-            for (auto &l : labels)
-                where[l.first] = l.second;
+            // Labels to instruction indices: the last definition of a label
+            // counts.
+            std::stable_sort(labels.begin(), labels.end(),
+                             [](const auto &x, const auto &y) { return x.first < y.first; });
             auto target = [&](std::uint32_t label, std::uint32_t offset, std::int32_t &out) {
-                auto it = where.find(label);
-                if (it == where.end()) {
+                auto it = std::upper_bound(labels.begin(), labels.end(), label,
+                                           [](std::uint32_t l, const auto &x) { return l < x.first; });
+                if (it == labels.begin() || (it - 1)->first != label) {
                     std::string m = "label " + std::to_string(label) + " of the record at offset ";
                     ir::put_offset(m, offset);
                     m += " is not defined in function " + f->name;
                     error = u.file + ": " + m;
                     return false;
                 }
-                out = it->second;
+                out = (it - 1)->second;
                 return true;
             };
+            // Case tables by their label; the last of two with one label counts.
+            table_order.clear();
+            for (std::size_t t = 0; t < f->tables.size(); ++t)
+                table_order.push_back({f->tables[t].label, static_cast<std::int32_t>(t)});
+            std::stable_sort(table_order.begin(), table_order.end(),
+                             [](const auto &x, const auto &y) { return x.first < y.first; });
             for (Instr &i : f->instrs) {
                 if (i.kind == I_JUMP || i.kind == I_BRANCH) {
                     if (!target(i.label, i.offset, i.target))
                         return false;
                 } else if (i.kind == I_SWITCH) {
-                    i.target = -1;
-                    for (std::size_t t = 0; t < f->tables.size(); ++t)
-                        if (f->tables[t].label == i.label)
-                            i.target = static_cast<std::int32_t>(t);
-                    if (i.target < 0) {
+                    auto it = std::upper_bound(table_order.begin(), table_order.end(), i.label,
+                                               [](std::uint32_t l, const auto &x) { return l < x.first; });
+                    if (it == table_order.begin() || (it - 1)->first != i.label) {
                         std::string m = "switch at offset ";
                         ir::put_offset(m, i.offset);
                         return fail(m + " has no case table in function " + f->name);
                     }
+                    i.target = (it - 1)->second;
                 }
             }
             for (SwitchTable &t : f->tables) {
@@ -538,6 +581,10 @@ bool Loader::load_unit(int unit)
                         return false;
                 }
             }
+            node_buffer.assign(f->nodes.begin(), f->nodes.end());
+            instr_buffer.assign(f->instrs.begin(), f->instrs.end());
+            f->nodes.swap(node_buffer);
+            f->instrs.swap(instr_buffer);
             f = nullptr;
             break;
         }
@@ -996,6 +1043,13 @@ bool load_program(Program &program, const std::vector<std::string> &files, const
             std::fprintf(stderr, "zpc-run: can't open %s\n", file.c_str());
             return false;
         }
+        // Read in one piece when the size is known; a pipe or a file that
+        // grows while it is read still arrives whole through the loop.
+        long known = std::fseek(in, 0, SEEK_END) == 0 ? std::ftell(in) : -1;
+        if (known > 0 && std::fseek(in, 0, SEEK_SET) == 0)
+            u.data.reserve(static_cast<std::size_t>(known) + 1);
+        else
+            std::clearerr(in);
         unsigned char chunk[1 << 16];
         std::size_t n;
         while ((n = std::fread(chunk, 1, sizeof chunk, in)) > 0)

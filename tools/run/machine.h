@@ -23,20 +23,38 @@ enum : std::uint8_t {
     BASE_NONE, BASE_FRAME, BASE_ARGS, BASE_RESULT, BASE_SWITCH,
 };
 
+// Why a node is not executed; the executor reports the text when it meets one.
+enum Refusal : std::uint8_t {
+    REFUSED_BITFIELD, REFUSED_REAL12, REFUSED_CALL_REAL12, REFUSED_ABSOLUTE, REFUSED_REGISTER, REFUSED_FLOAT_LEAF,
+};
+const char *refusal_text(unsigned refusal);
+
+// Compact, 24 bytes: a leaf uses `value`, an operator its operands.
 struct Node {
     std::uint8_t op;
     std::uint8_t type;       // type code of the file
     std::uint8_t size;       // bytes of a scalar value
     std::uint8_t base;       // leaves
     std::uint8_t bit_offset, bit_width;
-    std::uint8_t compare_unsigned;  // comparisons: the operands meet as unsigned
-    std::uint8_t compare_size;      // comparisons: bytes of the common type
-    std::uint8_t compare_float;     // comparisons: an operand is floating; they meet as double
+    std::uint8_t compare;    // comparisons: COMPARE_UNSIGNED, COMPARE_FLOAT
+    union {
+        std::uint8_t compare_size;  // comparisons: bytes of the common type
+        std::uint8_t refusal;       // N_REFUSED: a Refusal
+    };
     std::uint32_t struct_size;
-    std::int32_t a, b, c;    // operands; a call: a the function, b the first of its arguments in Function::args, c the count
-    std::int64_t value;      // leaf offset (plus the resolved address)
-    const char *refused;     // N_REFUSED: what is missing
+    // Operands; a call: a the function, b the first of its arguments in
+    // Function::args, c the count.
+    std::int32_t a;
+    union {
+        struct {
+            std::int32_t b, c;
+        };
+        std::int64_t value;  // leaf offset (plus the resolved address)
+    };
 };
+// compare: the operands meet as unsigned; an operand is floating, so they
+// meet as double.
+enum : std::uint8_t { COMPARE_UNSIGNED = 1, COMPARE_FLOAT = 2 };
 
 enum : std::uint8_t {
     I_EVAL, I_JUMP, I_BRANCH, I_RETURN, I_NEGATE, I_COMPLEMENT, I_SWITCH, I_REFUSED,
