@@ -10,8 +10,8 @@
 #include <fstream>
 #include <string>
 
-#include "driver/diagnostics.h"
-#include "driver/options.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
 #include "driver/run.h"
 #include "lexer/pptoken.h"
 #include "preproc/directives.h"

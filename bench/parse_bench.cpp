@@ -15,17 +15,17 @@
 #include <cstdlib>
 #include <string>
 
-#include "decl/names.h"
-#include "decl/types.h"
-#include "driver/diagnostics.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
 #include "driver/run.h"
-#include "expr/parse.h"
-#include "expr/fold.h"
-#include "expr/tree.h"
+#include "lexer/source.h"
 #include "lexer/tokenizer.h"
-#include "preproc/source.h"
-#include "driver/options.h"
+#include "model/names.h"
+#include "model/types.h"
+#include "parse/parse.h"
 #include "runtime/options.h"
+#include "sema/fold.h"
+#include "tree/tree.h"
 
 namespace {
 

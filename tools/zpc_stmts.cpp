@@ -5,13 +5,13 @@
 // goes to the -o file when one is named and is dropped otherwise.
 #include <cstdio>
 
-#include "decl/names.h"
-#include "decl/types.h"
 #include "driver/run.h"
-#include "preproc/source.h"
+#include "lexer/source.h"
+#include "model/names.h"
+#include "model/types.h"
 #include "runtime/options.h"
 #include "runtime/textbuf.h"
-#include "stmt/stmt.h"
+#include "tree/stmt.h"
 
 namespace {
 

@@ -5,13 +5,13 @@
 #include <cstdio>
 #include <cstring>
 
-#include "decl/names.h"
-#include "driver/options.h"
+#include "base/options.h"
 #include "driver/run.h"
 #include "lexer/constants.h"
+#include "lexer/source.h"
 #include "lexer/tokenizer.h"
+#include "model/names.h"
 #include "preproc/directives.h"
-#include "preproc/source.h"
 #include "runtime/alloc.h"
 #include "runtime/options.h"
 

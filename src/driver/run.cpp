@@ -4,29 +4,30 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "driver/diagnostics.h"
-#include "driver/options.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
+#include "base/token.h"
 #include "host/host.h"
-#include "decl/declare.h"
-#include "decl/names.h"
-#include "decl/types.h"
-#include "expr/check.h"
-#include "expr/parse.h"
-#include "expr/tree.h"
 #include "lexer/constants.h"
 #include "lexer/pptoken.h"
-#include "lexer/token.h"
+#include "lexer/source.h"
 #include "lexer/tokenizer.h"
+#include "model/names.h"
+#include "model/types.h"
 #include "output/emit.h"
 #include "output/records.h"
+#include "parse/declare.h"
+#include "parse/parse.h"
 #include "preproc/directives.h"
 #include "preproc/macros.h"
 #include "preproc/output.h"
 #include "preproc/pragma.h"
-#include "preproc/source.h"
 #include "runtime/alloc.h"
 #include "runtime/options.h"
 #include "runtime/textbuf.h"
+#include "sema/check.h"
+#include "sema/fold.h"
+#include "tree/tree.h"
 
 namespace {
 
@@ -116,15 +117,23 @@ int finish_run(int status)
     return 0;
 }
 
-void abort_run()
+namespace {
+
+// The end of a run after a fatal error, installed as the run's abort hook:
+// the output file is closed and kept, the error file handled as after any
+// error; the status is 1.
+int end_after_fatal_error()
 {
     close_output();
     std::fflush(stdout);
-    std::exit(finish_run(1));
+    return finish_run(1);
 }
+
+}  // namespace
 
 int zpc_run(int argc, char **argv, const RunHooks *hooks)
 {
+    install_stage_hooks();
     host_install_interrupt(on_interrupt);
     options_reset();
     program_version = ZPC_VERSION;
@@ -177,8 +186,17 @@ int zpc_run(int argc, char **argv, const RunHooks *hooks)
     return finish_run(error_count);
 }
 
+void install_stage_hooks()
+{
+    abort_hook = end_after_fatal_error;
+    line_stage = {scan_next_line, process_line};
+    condition_reader = parse_constant;
+    declaration_pragma_reader = declaration_pragma;
+}
+
 void zpc_reset()
 {
+    install_stage_hooks();
     source_reset();
     diagnostics_reset();
     options_reset();
@@ -192,6 +210,7 @@ void zpc_reset()
     pp_tokens_reset();
     constants_reset();
     parse_reset();
+    forget_known_values();  // a list of nodes: it goes with them
     tree_reset();
     check_reset();
     types_reset();

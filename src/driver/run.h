@@ -16,13 +16,15 @@ void translate_unit();
 // The whole run; returns the exit status. argv is modified in place.
 int zpc_run(int argc, char **argv, const RunHooks *hooks = nullptr);
 
-// Ends the run at once after a fatal error: the output file is closed and
-// kept, the error file handled as after any error, exit status 1.
-[[noreturn]] void abort_run();
-
 // Ends a run: closes the error file, and either names it on standard error
 // (when `status` is not 0) or deletes it. Returns the exit status.
 int finish_run(int status);
+
+// The lower stages reach the higher ones they serve through hooks: the
+// abort hook of diagnostics, the tokenizer's line stage, the #if reader
+// of the directive stage and the declaration pragmas' reader. Installed
+// at the start of every run and by zpc_reset().
+void install_stage_hooks();
 
 // Every subsystem back to its state before the first run, so that one
 // process can compile many units.

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "driver/diagnostics.h"
-#include "driver/options.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
 #include "runtime/alloc.h"
 #include "runtime/textbuf.h"
 

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/token.h"
 #include "lexer/pptoken.h"
-#include "lexer/token.h"
 
 struct PoolEntry {
     PoolEntry *link;

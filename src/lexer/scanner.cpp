@@ -3,9 +3,9 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "driver/diagnostics.h"
-#include "driver/options.h"
-#include "preproc/source.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
+#include "lexer/source.h"
 #include "runtime/alloc.h"
 
 bool scan_in_asm_block = false;

@@ -4,13 +4,11 @@
 #include <string>
 #include <unordered_set>
 
-#include "decl/names.h"
-#include "driver/diagnostics.h"
-#include "driver/options.h"
-#include "driver/run.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
 #include "lexer/constants.h"
-#include "preproc/directives.h"
-#include "preproc/source.h"
+#include "lexer/source.h"
+#include "model/names.h"
 #include "runtime/alloc.h"
 #include "runtime/textbuf.h"
 
@@ -22,6 +20,8 @@ const char *const keyword_table[32] = {
 };
 
 std::uint8_t resync_code = 0;
+
+LineStage line_stage = {nullptr, nullptr};
 
 namespace {
 
@@ -77,9 +77,9 @@ bool is_pasted_comment(const PpToken *t) { return t->len == 2 && t->text[0] == '
         // stand at its line, not at the last token served.
         Token *served = current_token;
         current_token = served ? &line_position : nullptr;
-        PpToken *scanned = scan_next_line();
+        PpToken *scanned = line_stage.scan_next_line();
         if (scanned)
-            state.line_list = state.cursor = process_line(scanned);
+            state.line_list = state.cursor = line_stage.process_line(scanned);
         current_token = served;
         if (!scanned)
             return nullptr;

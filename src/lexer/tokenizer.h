@@ -4,8 +4,19 @@
 #pragma once
 #include <cstdint>
 
+#include "base/token.h"
 #include "lexer/pptoken.h"
-#include "lexer/token.h"
+
+// The directive stage, which stands above the tokenizer, hands it its
+// lines: the next logical line scanned (null at the end of input), and
+// that line once directives, conditionals and macros have been carried
+// out (null when the line was consumed). The driver installs both at
+// start-up.
+struct LineStage {
+    PpToken *(*scan_next_line)();
+    PpToken *(*process_line)(PpToken *list);
+};
+extern LineStage line_stage;
 
 // Keyword i has code 128 + i.
 extern const char *const keyword_table[32];

@@ -3,16 +3,16 @@
 
 #include <cstring>
 
-#include "decl/names.h"
-#include "driver/diagnostics.h"
-#include "decl/types.h"
-#include "driver/options.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
 #include "host/host.h"
-#include "expr/tree.h"
 #include "lexer/constants.h"
+#include "lexer/source.h"
+#include "model/names.h"
+#include "model/types.h"
 #include "output/records.h"
-#include "preproc/source.h"
 #include "runtime/textbuf.h"
+#include "tree/tree.h"
 
 namespace {
 

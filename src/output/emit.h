@@ -59,7 +59,8 @@ void emit_value(const Node *node, unsigned target, const Type *type);
 void emit_counted_loop(const Stmt *s);
 // A function definition: its records, its body lowered to labels, jumps
 // and branches. Nothing is written after an error or in analyser mode.
+// `frame_offset`: the lowest offset a local took (0 or negative).
 void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, std::uint32_t brace_line,
-                   std::uint32_t argument_bytes);
+                   std::uint32_t argument_bytes, std::int32_t frame_offset);
 
 void emit_reset();

@@ -5,18 +5,17 @@
 #include <cstring>
 #include <vector>
 
-#include "expr/check.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
 #include "lexer/constants.h"
-#include "decl/names.h"
-#include "decl/types.h"
-#include "driver/diagnostics.h"
-#include "driver/options.h"
-#include "expr/tree.h"
+#include "lexer/source.h"
+#include "model/names.h"
+#include "model/types.h"
 #include "output/emit.h"
 #include "output/records.h"
-#include "preproc/source.h"
-#include "stmt/passes.h"
-#include "stmt/stmt.h"
+#include "sema/check.h"
+#include "tree/stmt.h"
+#include "tree/tree.h"
 
 namespace {
 
@@ -575,7 +574,7 @@ void emit_counted_loop(const Stmt *s)
 }
 
 void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, std::uint32_t brace_line,
-                   std::uint32_t argument_bytes)
+                   std::uint32_t argument_bytes, std::int32_t frame_offset)
 {
     // After an error the records around the body are still written; its
     // statements are not (emit_statement checks for every one).
@@ -589,8 +588,8 @@ void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, s
     if (first && first->type && first->type->kind != KIND_VOID)
         write_first_arg(no_widen_arguments ? first->type : argument_widened_type(first->type, true));
     write_arg_size(argument_bytes);
-    if (lowest_frame_offset != 0)
-        write_frame(lowest_frame_offset);
+    if (frame_offset != 0)
+        write_frame(frame_offset);
     emit_statement(body, 0, 0);
     write_function_end();
     local_instance = static_cast<std::uint16_t>(local_instance + 2);

@@ -5,15 +5,15 @@
 #include <cstdio>
 #include <cstring>
 
-#include "decl/names.h"
-#include "decl/types.h"
-#include "driver/diagnostics.h"
-#include "driver/options.h"
-#include "expr/tree.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
 #include "lexer/constants.h"
-#include "preproc/source.h"
+#include "lexer/source.h"
+#include "model/names.h"
+#include "model/types.h"
 #include "runtime/options.h"
 #include "runtime/textbuf.h"
+#include "tree/tree.h"
 
 std::uint16_t local_instance = 2;
 

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "preproc/source.h"
+#include "lexer/source.h"
 
 struct Node;
 struct Symbol;

@@ -3,21 +3,22 @@
 #include <cstdio>
 #include <cstring>
 
-#include "decl/names.h"
-#include "decl/types.h"
-#include "driver/diagnostics.h"
-#include "driver/options.h"
-#include "expr/parse.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
+#include "base/token.h"
 #include "lexer/constants.h"
-#include "lexer/token.h"
+#include "lexer/source.h"
 #include "lexer/tokenizer.h"
+#include "model/names.h"
+#include "model/types.h"
 #include "preproc/macros.h"
 #include "preproc/pragma.h"
-#include "preproc/source.h"
 #include "runtime/alloc.h"
 #include "runtime/textbuf.h"
 
 std::int32_t asm_mode = 0;
+
+bool (*condition_reader)(std::int32_t *value, int mode) = nullptr;
 
 namespace {
 
@@ -167,7 +168,7 @@ std::int32_t evaluate_condition(PpToken *operand, bool elif)
     prepare_condition(&head);
     std::int32_t value = 0;
     redirect_tokens(head.next);
-    if (!parse_constant(&value, 2)) {
+    if (!condition_reader(&value, 2)) {
         report(elif ? "bad #elif expression" : "bad #if expression");
         value = 0;
     }

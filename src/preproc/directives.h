@@ -29,6 +29,12 @@ void endasm_directive(PpToken *list);
 void check_open_conditionals();
 void directives_reset();
 
+// The operand of #if and #elif is read by the expression parser (its
+// constant expressions, mode 2), which stands above this stage: the driver
+// installs it here at start-up. The tokens are redirected to it while it
+// reads; false when no constant expression was there.
+extern bool (*condition_reader)(std::int32_t *value, int mode);
+
 // An identifier token spelled `word`.
 bool spelled(const PpToken *t, const char *word);
 // The rest of a line as #error, #warning and #pragma message show it:

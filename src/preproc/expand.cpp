@@ -5,13 +5,13 @@
 #include <cstring>
 #include <ctime>
 
-#include "driver/diagnostics.h"
-#include "driver/options.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
 #include "host/host.h"
 #include "lexer/constants.h"
+#include "lexer/source.h"
 #include "preproc/macros.h"
 #include "preproc/pragma.h"
-#include "preproc/source.h"
 #include "runtime/alloc.h"
 #include "runtime/textbuf.h"
 

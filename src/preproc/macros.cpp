@@ -2,10 +2,10 @@
 
 #include <cstring>
 
-#include "decl/names.h"
-#include "driver/diagnostics.h"
-#include "driver/options.h"
-#include "preproc/source.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
+#include "lexer/source.h"
+#include "model/names.h"
 #include "runtime/alloc.h"
 #include "runtime/textbuf.h"
 

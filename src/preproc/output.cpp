@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "driver/options.h"
+#include "base/options.h"
 #include "lexer/pptoken.h"
+#include "lexer/source.h"
 #include "preproc/directives.h"
-#include "preproc/source.h"
 
 namespace {
 

@@ -3,18 +3,20 @@
 #include <cstdio>
 #include <cstring>
 
-#include "decl/declare.h"
-#include "driver/diagnostics.h"
-#include "driver/options.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
+#include "base/token.h"
 #include "lexer/constants.h"
-#include "lexer/token.h"
+#include "lexer/source.h"
 #include "preproc/directives.h"
 #include "preproc/macros.h"
-#include "preproc/source.h"
 #include "runtime/textbuf.h"
 
 std::int32_t align_mode = 0;
 std::uint32_t unroll_count = 0;
+
+std::uint16_t (*declaration_pragma_reader)(DeclarationPragma, PpToken *, std::uint32_t) = nullptr;
+bool in_function_body = false;
 
 namespace {
 
@@ -59,7 +61,7 @@ void pragma_message(PpToken **rest)
 void declaration(DeclarationPragma which, PpToken *rest, const char *bad)
 {
     auto line = static_cast<std::uint32_t>(current_line());
-    if (declaration_pragma(which, rest, line) != TK_SEMICOLON)
+    if (declaration_pragma_reader(which, rest, line) != TK_SEMICOLON)
         report(bad);
     else if (which == PRAGMA_SECTION && in_function_body)
         report("misplaced #pragma section directive");

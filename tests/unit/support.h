@@ -12,12 +12,12 @@
 
 #include <unistd.h>
 
-#include "decl/declare.h"
-#include "driver/diagnostics.h"
-#include "driver/options.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
 #include "driver/run.h"
+#include "lexer/source.h"
 #include "lexer/tokenizer.h"
-#include "preproc/source.h"
+#include "parse/declare.h"
 #include "runtime/options.h"
 
 // argv built from owned strings; the option variables point into them.

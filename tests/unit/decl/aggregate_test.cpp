@@ -7,11 +7,11 @@
 #include <string>
 
 #include "../support.h"
-#include "decl/declare.h"
-#include "decl/names.h"
-#include "decl/types.h"
-#include "driver/options.h"
+#include "base/options.h"
 #include "lexer/tokenizer.h"
+#include "model/names.h"
+#include "model/types.h"
+#include "parse/declare.h"
 #include "preproc/pragma.h"
 #include "runtime/textbuf.h"
 

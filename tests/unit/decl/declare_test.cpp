@@ -7,13 +7,13 @@
 #include <string>
 
 #include "../support.h"
-#include "decl/declare.h"
-#include "decl/names.h"
-#include "decl/types.h"
-#include "driver/options.h"
-#include "expr/tree.h"
+#include "base/options.h"
 #include "lexer/tokenizer.h"
+#include "model/names.h"
+#include "model/types.h"
+#include "parse/declare.h"
 #include "runtime/textbuf.h"
+#include "tree/tree.h"
 
 namespace {
 

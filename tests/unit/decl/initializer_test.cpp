@@ -9,11 +9,11 @@
 #include <string>
 
 #include "../support.h"
-#include "decl/declare.h"
-#include "decl/init.h"
-#include "decl/names.h"
-#include "decl/types.h"
 #include "lexer/tokenizer.h"
+#include "model/names.h"
+#include "model/types.h"
+#include "parse/declare.h"
+#include "parse/init.h"
 
 namespace {
 

@@ -8,11 +8,11 @@
 #include <string>
 
 #include "../support.h"
-#include "decl/names.h"
-#include "decl/types.h"
-#include "driver/options.h"
+#include "base/options.h"
 #include "lexer/constants.h"
 #include "lexer/pptoken.h"
+#include "model/names.h"
+#include "model/types.h"
 #include "runtime/pool.h"
 
 namespace {
@@ -228,7 +228,7 @@ TEST_F(TypesTest, DefaultAttributesAndTheMemoryModel)
         {0, SC_EXTERN, KIND_INT, SPACE_FAR},
         {0, SC_AUTO, KIND_INT, SPACE_FAR},
         {0, SC_STATIC, KIND_INT, SPACE_TINY | ATTR_VOLATILE},
-        {0, TK_STAR, KIND_INT, SPACE_NEAR},
+        {0, CONTEXT_POINTED_TO, KIND_INT, SPACE_NEAR},
         {SPACE_TINY, SC_NONE, KIND_INT, SPACE_TINY},
         {0, SC_NONE, KIND_FUNCTION, ATTR_NOSTACK},
         {0x0080, SC_STATIC, KIND_FUNCTION, 0x0080},

@@ -6,11 +6,11 @@
 #include <string>
 
 #include "../support.h"
-#include "driver/diagnostics.h"
-#include "driver/options.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
+#include "base/token.h"
 #include "driver/run.h"
-#include "lexer/token.h"
-#include "preproc/source.h"
+#include "lexer/source.h"
 
 namespace {
 

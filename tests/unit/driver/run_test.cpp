@@ -12,10 +12,10 @@
 #include <sys/wait.h>
 
 #include "../support.h"
-#include "driver/diagnostics.h"
-#include "driver/options.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
 #include "driver/run.h"
-#include "preproc/source.h"
+#include "lexer/source.h"
 
 namespace {
 

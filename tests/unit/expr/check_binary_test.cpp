@@ -6,11 +6,11 @@
 #include <string>
 
 #include "../support.h"
+#include "base/options.h"
+#include "model/types.h"
+#include "sema/check.h"
+#include "tree/tree.h"
 #include "trees.h"
-#include "decl/types.h"
-#include "driver/options.h"
-#include "expr/check.h"
-#include "expr/tree.h"
 
 namespace {
 

@@ -15,13 +15,13 @@
 #include <vector>
 
 #include "../support.h"
-#include "decl/names.h"
-#include "decl/types.h"
-#include "driver/options.h"
-#include "expr/parse.h"
-#include "expr/tree.h"
+#include "base/options.h"
 #include "lexer/pptoken.h"
 #include "lexer/tokenizer.h"
+#include "model/names.h"
+#include "model/types.h"
+#include "parse/parse.h"
+#include "tree/tree.h"
 #include "trees.h"
 
 namespace {

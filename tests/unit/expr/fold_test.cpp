@@ -10,14 +10,14 @@
 #include <string>
 
 #include "../support.h"
-#include "trees.h"
-#include "decl/names.h"
-#include "decl/types.h"
-#include "driver/options.h"
-#include "expr/check.h"
-#include "expr/parse.h"
-#include "expr/tree.h"
+#include "base/options.h"
 #include "lexer/tokenizer.h"
+#include "model/names.h"
+#include "model/types.h"
+#include "parse/parse.h"
+#include "sema/check.h"
+#include "tree/tree.h"
+#include "trees.h"
 
 namespace {
 

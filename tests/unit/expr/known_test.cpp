@@ -8,11 +8,11 @@
 #include <string>
 
 #include "../support.h"
-#include "decl/init.h"
-#include "driver/options.h"
-#include "expr/check.h"
-#include "expr/parse.h"
+#include "base/options.h"
 #include "lexer/constants.h"
+#include "parse/init.h"
+#include "parse/parse.h"
+#include "sema/check.h"
 #include "trees.h"
 
 namespace {

@@ -6,14 +6,14 @@
 #include <string>
 
 #include "../support.h"
-#include "decl/names.h"
-#include "decl/typename.h"
-#include "decl/types.h"
-#include "driver/options.h"
-#include "expr/parse.h"
-#include "expr/tree.h"
+#include "base/options.h"
 #include "lexer/tokenizer.h"
+#include "model/names.h"
+#include "model/types.h"
+#include "parse/parse.h"
+#include "parse/typename.h"
 #include "runtime/textbuf.h"
+#include "tree/tree.h"
 
 namespace {
 

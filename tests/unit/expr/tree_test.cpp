@@ -9,15 +9,15 @@
 #include <string>
 
 #include "../support.h"
-#include "trees.h"
-#include "decl/names.h"
-#include "decl/types.h"
-#include "driver/options.h"
-#include "expr/check.h"
-#include "expr/fold.h"
-#include "expr/tree.h"
+#include "base/options.h"
 #include "lexer/constants.h"
+#include "model/names.h"
+#include "model/types.h"
 #include "runtime/textbuf.h"
+#include "sema/check.h"
+#include "sema/fold.h"
+#include "tree/tree.h"
+#include "trees.h"
 
 namespace {
 

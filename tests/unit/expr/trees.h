@@ -4,11 +4,11 @@
 #include <cstring>
 #include <string>
 
-#include "decl/names.h"
-#include "decl/types.h"
-#include "expr/fold.h"
-#include "expr/tree.h"
+#include "model/names.h"
+#include "model/types.h"
 #include "runtime/textbuf.h"
+#include "sema/fold.h"
+#include "tree/tree.h"
 
 namespace tree_build {
 

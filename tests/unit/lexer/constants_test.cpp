@@ -10,15 +10,15 @@
 #include <unistd.h>
 #include <vector>
 
-#include "driver/diagnostics.h"
-#include "driver/options.h"
+#include "../support.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
+#include "base/token.h"
 #include "driver/run.h"
 #include "lexer/constants.h"
 #include "lexer/pptoken.h"
-#include "lexer/token.h"
-#include "preproc/source.h"
+#include "lexer/source.h"
 #include "runtime/options.h"
-#include "../support.h"
 
 namespace {
 

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "driver/diagnostics.h"
-#include "driver/options.h"
+#include "../support.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
 #include "driver/run.h"
 #include "lexer/constants.h"
+#include "lexer/source.h"
 #include "lexer/tokenizer.h"
-#include "preproc/source.h"
-#include "../support.h"
 
 namespace {
 

@@ -8,13 +8,13 @@
 
 #include "../expr/trees.h"
 #include "../support.h"
-#include "decl/types.h"
-#include "driver/options.h"
+#include "base/options.h"
 #include "dump/intermediate_dump.h"
 #include "lexer/constants.h"
+#include "lexer/source.h"
+#include "model/types.h"
 #include "output/emit.h"
 #include "output/records.h"
-#include "preproc/source.h"
 #include "runtime/pathlist.h"
 
 namespace {

@@ -7,9 +7,9 @@
 #include <string>
 
 #include "../support.h"
-#include "decl/names.h"
-#include "decl/types.h"
 #include "lexer/tokenizer.h"
+#include "model/names.h"
+#include "model/types.h"
 
 namespace {
 

@@ -8,13 +8,13 @@
 #include <deque>
 #include <string>
 
-#include "driver/diagnostics.h"
-#include "driver/options.h"
+#include "../support.h"
+#include "base/diagnostics.h"
+#include "base/options.h"
 #include "driver/run.h"
+#include "lexer/source.h"
 #include "preproc/directives.h"
 #include "preproc/macros.h"
-#include "preproc/source.h"
-#include "../support.h"
 
 namespace {
 

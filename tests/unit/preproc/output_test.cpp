@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "lexer/pptoken.h"
-#include "preproc/output.h"
-#include "preproc/source.h"
 #include "../support.h"
+#include "lexer/pptoken.h"
+#include "lexer/source.h"
+#include "preproc/output.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "../support.h"
-#include "driver/options.h"
+#include "base/options.h"
 #include "runtime/options.h"
 
 namespace {

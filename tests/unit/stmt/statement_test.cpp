@@ -7,10 +7,10 @@
 #include <string>
 
 #include "../support.h"
-#include "decl/declare.h"
-#include "decl/types.h"
 #include "lexer/tokenizer.h"
-#include "stmt/stmt.h"
+#include "model/types.h"
+#include "parse/declare.h"
+#include "tree/stmt.h"
 
 namespace {
 
