@@ -11,6 +11,7 @@
 #include "model/types.h"
 #include "runtime/options.h"
 #include "runtime/textbuf.h"
+#include "parse/statement.h"
 #include "tree/stmt.h"
 
 namespace {

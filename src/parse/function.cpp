@@ -17,6 +17,7 @@
 #include "passes/passes.h"
 #include "sema/check.h"
 #include "sema/fold.h"
+#include "parse/statement.h"
 #include "tree/stmt.h"
 #include "tree/tree.h"
 

@@ -20,6 +20,7 @@
 #include "runtime/pool.h"
 #include "sema/check.h"
 #include "sema/fold.h"
+#include "parse/statement.h"
 #include "tree/stmt.h"
 #include "tree/tree.h"
 

@@ -10,6 +10,7 @@
 #include "lexer/tokenizer.h"
 #include "model/types.h"
 #include "parse/declare.h"
+#include "parse/statement.h"
 #include "tree/stmt.h"
 
 namespace {
