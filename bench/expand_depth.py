@@ -9,7 +9,7 @@ Shapes:
   strings five 16,000-byte string literals and 500,000 empty ones joined,
           and 100,000 pieces of "a" (zpc-tokens, the whole token chain)
 
-zpc's side is bench-expand (built beside zpc), which reads lines whole and
+zpc's side is bench-expand (built with the tests), which reads lines whole and
 runs them through zpc's own #define handler and expansion; the strings run
 zpc-tokens itself. tcc is Debian's package tcc (apt-get install tcc); without
 it only zpc's figures are printed.
@@ -69,6 +69,9 @@ def main():
     bench = os.path.join(build, "bench-expand")
     tokens = os.path.join(build, "zpc-tokens")
     if not (os.access(bench, os.X_OK) and os.access(tokens, os.X_OK)):
+        # The harness is built with the tests.
+        subprocess.run(["cmake", "-S", root, "-B", build, "-DZPC_TESTS=ON"], check=True,
+                       stdout=subprocess.DEVNULL)
         subprocess.run(["cmake", "--build", build, "--target", "bench-expand", "zpc-tokens"], check=True,
                        stdout=subprocess.DEVNULL)
     tcc = shutil.which("tcc")
