@@ -1,5 +1,6 @@
-// The driver: option implications, the include variable's name, opening
-// the outputs, the end of a run, and the interrupt.
+// The driver: option implications, the include variable's name, a whole
+// run, the interrupt, and runs that give the same bytes. Opening the
+// outputs and the error file are pinned end to end by outputs.case.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -51,14 +52,6 @@ protected:
         parse(items);
         apply_late_implications();
     }
-    // open_outputs() for "m.c"; returns what it wrote on standard error.
-    std::string open_with(std::initializer_list<std::string> items, bool expect_ok)
-    {
-        parse(items);
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(open_outputs("m.c"), expect_ok);
-        return testing::internal::GetCapturedStderr();
-    }
 };
 
 TEST_F(DriverTest, Implications)
@@ -107,57 +100,6 @@ TEST_F(DriverTest, IncludeVariableName)
         include_variable_name(name, sizeof name);
         EXPECT_STREQ(name, expected) << path;
     }
-}
-
-TEST_F(DriverTest, OpenOutputs)
-{
-    const std::string out = dir / "out.o", err = dir / "err.txt", nowhere = dir / "no/such.o";
-    EXPECT_EQ(open_with({"zpc", "f.c"}, false), "#error zpc m.c:0 missing output file name\n");
-    EXPECT_EQ(open_with({"zpc", "-ge", "f.c"}, false), "m.c:1:1: missing output file name\n");
-    EXPECT_EQ(open_with({"zpc", "-o", nowhere, "f.c"}, false), "#error zpc m.c:0 can't create " + nowhere + "\n");
-    EXPECT_EQ(open_with({"zpc", "+e" + nowhere, "-o", out, "f.c"}, false),
-              "#error zpc m.c:0 can't create " + nowhere + "\n");
-    EXPECT_FALSE(file_exists(out)) << "nothing is opened after the error file fails";
-
-    EXPECT_EQ(open_with({"zpc", "-e", "f.c"}, true), "");
-    EXPECT_TRUE(output_stream == stdout && error_stream == stderr);
-    // The files are written beside their targets and put in place when the
-    // run is settled; until then the targets are not touched.
-    write_file(err, "old");
-    EXPECT_EQ(open_with({"zpc", "-o", out, "+e", err, "f.c"}, true), "");
-    EXPECT_FALSE(file_exists(out));
-    EXPECT_EQ(read_file(err), "old");
-    std::fputs("new", error_stream);
-    EXPECT_TRUE(settle_output("m.c"));
-    EXPECT_TRUE(settle_error_file("m.c", true));
-    EXPECT_TRUE(file_exists(out));
-    EXPECT_EQ(read_file(err), "new");
-    EXPECT_EQ(entries(dir.path), (Strings{"err.txt", "out.o"}));
-
-    // -md writes the target named by -o to standard output; no file is made.
-    const std::string dep = dir / "dep.o";
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(open_with({"zpc", "-md", "-o", dep, "f.c"}, true), "");
-    std::fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), dep + ":");
-    EXPECT_EQ(make_dependencies, static_cast<std::int32_t>(dep.size()) + 1);
-    EXPECT_FALSE(file_exists(dep));
-}
-
-TEST_F(DriverTest, FinishRunHandlesTheErrorFile)
-{
-    const std::string err = dir / "err.txt";
-    // A clean run deletes an error file left by an earlier run, and its own.
-    write_file(err, "old");
-    open_with({"zpc", "-e", "+e" + err, "f.c"}, true);
-    EXPECT_EQ(finish_run(0), 0);
-    EXPECT_EQ(entries(dir.path), Strings{});
-
-    open_with({"zpc", "-e", "+e" + err, "f.c"}, true);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(finish_run(3), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "errors reported in " + err + "\n");
-    EXPECT_TRUE(file_exists(err));
 }
 
 TEST_F(DriverTest, RunOpensSourcesAndHandlesTheInterrupt)
