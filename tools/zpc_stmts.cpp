@@ -9,9 +9,9 @@
 #include "lexer/source.h"
 #include "model/names.h"
 #include "model/types.h"
+#include "parse/statement.h"
 #include "runtime/options.h"
 #include "runtime/textbuf.h"
-#include "parse/statement.h"
 #include "tree/stmt.h"
 
 namespace {

@@ -14,10 +14,10 @@
 #include "output/records.h"
 #include "parse/declare.h"
 #include "parse/parse.h"
+#include "parse/statement.h"
 #include "passes/passes.h"
 #include "sema/check.h"
 #include "sema/fold.h"
-#include "parse/statement.h"
 #include "tree/stmt.h"
 #include "tree/tree.h"
 

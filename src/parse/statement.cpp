@@ -15,12 +15,12 @@
 #include "output/records.h"
 #include "parse/declare.h"
 #include "parse/parse.h"
+#include "parse/statement.h"
 #include "passes/passes.h"
 #include "runtime/alloc.h"
 #include "runtime/pool.h"
 #include "sema/check.h"
 #include "sema/fold.h"
-#include "parse/statement.h"
 #include "tree/stmt.h"
 #include "tree/tree.h"
 

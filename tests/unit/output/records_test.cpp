@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <string>
 
-#include "../expr/trees.h"
 #include "../support.h"
+#include "../tree/trees.h"
 #include "base/options.h"
 #include "dump/intermediate_dump.h"
 #include "lexer/constants.h"

@@ -8,12 +8,12 @@
 #include <string>
 
 #include "../support.h"
+#include "../tree/trees.h"
 #include "base/options.h"
 #include "lexer/constants.h"
 #include "parse/init.h"
 #include "parse/parse.h"
 #include "sema/check.h"
-#include "trees.h"
 
 namespace {
 

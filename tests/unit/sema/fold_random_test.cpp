@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "../support.h"
+#include "../tree/trees.h"
 #include "base/options.h"
 #include "lexer/pptoken.h"
 #include "lexer/tokenizer.h"
@@ -22,7 +23,6 @@
 #include "model/types.h"
 #include "parse/parse.h"
 #include "tree/tree.h"
-#include "trees.h"
 
 namespace {
 

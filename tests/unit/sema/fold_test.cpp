@@ -10,6 +10,7 @@
 #include <string>
 
 #include "../support.h"
+#include "../tree/trees.h"
 #include "base/options.h"
 #include "lexer/tokenizer.h"
 #include "model/names.h"
@@ -17,7 +18,6 @@
 #include "parse/parse.h"
 #include "sema/check.h"
 #include "tree/tree.h"
-#include "trees.h"
 
 namespace {
 

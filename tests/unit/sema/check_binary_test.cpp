@@ -6,11 +6,11 @@
 #include <string>
 
 #include "../support.h"
+#include "../tree/trees.h"
 #include "base/options.h"
 #include "model/types.h"
 #include "sema/check.h"
 #include "tree/tree.h"
-#include "trees.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "../support.h"
+#include "../tree/trees.h"
 #include "base/options.h"
 #include "model/names.h"
 #include "model/types.h"
@@ -14,7 +15,6 @@
 #include "sema/check.h"
 #include "sema/fold.h"
 #include "tree/tree.h"
-#include "trees.h"
 
 namespace {
 
