@@ -1,5 +1,7 @@
 // zpc-tokens: runs zpc's token chain over one unit and prints every parser
-// token as "LINE:COLUMN CODE TEXT". It takes zpc's options, reports exactly
+// token as "LINE:COLUMN CODE TEXT", and "file NAME" before the first token
+// of each stretch that comes from another file than the one before (the
+// main source counts as the file before the first token). It takes zpc's options, reports exactly
 // as zpc does and exits with zpc's status; the tokens go to standard output
 // (or to the -o file).
 #include <cstdio>
@@ -98,8 +100,17 @@ void print_tokens()
 {
     dump.out = output_stream;
     dump.used = 0;
+    // The main source is the first file opened.
+    const char *last_file = file_list ? file_list->name : "";
     for (;;) {
         Token *t = next_token();
+        const char *file = current_file_name();
+        if (t->code != TK_END && std::strcmp(file, last_file) != 0) {
+            dump.put("file ");
+            dump.put(file);
+            dump.put('\n');
+            last_file = file;
+        }
         dump.put_unsigned(t->line);
         dump.put(':');
         dump.put_unsigned(t->column);

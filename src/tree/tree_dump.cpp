@@ -25,9 +25,12 @@
 //            QUALIFIERS: "const ", "volatile "
 //          | "array[" dimension "](" TYPE ")"   (dimension empty when unknown)
 //          | "func(" TYPE ")"   the result type
-//          | "struct " TAG | "union " TAG | "enum " TAG   (TAG "?" when untagged)
+//          | "struct " TAG | "union " TAG | "enum " TAG   (TAG "?" when untagged,
+//            followed by the name of a typedef in scope that names the
+//            type: "struct ?point_t")
 #include <cstdio>
 
+#include "model/names.h"
 #include "model/types.h"
 #include "runtime/textbuf.h"
 #include "tree/tree.h"
@@ -90,10 +93,19 @@ void append_offset(TextBuffer &out, std::uint32_t value)
 void append_tag(TextBuffer &out, const char *word, const Type *t)
 {
     out.append(word);
-    if (t->tag && t->tag->name)
+    if (t->tag && t->tag->name) {
         out.append(t->tag->name->chars, t->tag->name->length);
-    else
-        out.append('?');
+        return;
+    }
+    out.append('?');
+    // The source names an untagged type through a typedef: the first one in
+    // scope says which type this is.
+    for (const Symbol *s = ident_list; s; s = s->next) {
+        if (s->sclass == SC_TYPEDEF && s->type == t && s->name) {
+            out.append(s->name->chars, s->name->length);
+            return;
+        }
+    }
 }
 
 void append_flags(TextBuffer &out, const Node *n)

@@ -32,7 +32,13 @@
 // - Expressions: prefix S-expressions (OP TYPE OPERAND...) with the C
 //   spelling of the operator, or neg deref addr cast post++ post--; leaves
 //   (leaf TYPE NAMEREF OFFSET storage=N lvalue=N); calls (call TYPE FN ARG...)
-//   for both call codes.
+//   for both call codes. A storage byte other than 0 (static, external or
+//   none) is followed by its meaning: storage=32(frame), 160(arg),
+//   1(result), 2(switch), anything else (register).
+// - Attribute fields (attr=) print the word in hex and, when it is not 0,
+//   the names of its bits: attr=0xb800(const,far,funcdecl); const volatile
+//   tiny near far funcdecl nostack inline packed, user=0xNN for the
+//   user-defined spaces. Type references keep the bare hex (@0x8000).
 // - Texts (header strings, REC_BYTES data, assembly text, names of files,
 //   sections and spaces) print in double quotes with \\, \" and \ooo for
 //   bytes outside printable ASCII. REC_BYTES, REC_ASM_TEXT and the text of
@@ -233,7 +239,7 @@ struct Decoder : ir::Reader {
                 name_ref(s);
                 s += ' ';
                 put_signed(s, word());
-                field_unsigned(s, "storage", byte());
+                storage_field(s, byte());
                 field_unsigned(s, "lvalue", byte());
                 s += ')';
             } else if (op == ir::EXPR_CALL || op == ir::EXPR_CALL_WITH_ARGS) {
@@ -280,10 +286,52 @@ struct Decoder : ir::Reader {
         expression(s);
     }
 
+    // An attribute word: its hex value, then the names of its bits when
+    // any is set: attr=0xb800(const,far,funcdecl).
     void attr_field(std::string &s, const char *name = "attr")
     {
         field(s, name);
-        put_hex(s, half(), 4);
+        unsigned attr = half();
+        put_hex(s, attr, 4);
+        if (attr == 0)
+            return;
+        static const struct {
+            unsigned mask, value;
+            const char *name;
+        } bits[] = {
+            {0x8000, 0x8000, "const"},    {0x4000, 0x4000, "volatile"}, {0x3000, 0x1000, "tiny"},
+            {0x3000, 0x2000, "near"},     {0x3000, 0x3000, "far"},      {0x0800, 0x0800, "funcdecl"},
+            {0x0400, 0x0400, "nostack"},  {0x0200, 0x0200, "inline"},   {0x0100, 0x0100, "packed"},
+        };
+        char separator = '(';
+        for (const auto &bit : bits) {
+            if ((attr & bit.mask) == bit.value) {
+                s += separator;
+                s += bit.name;
+                separator = ',';
+            }
+        }
+        if (attr & 0xFF) {
+            s += separator;
+            s += "user=";
+            put_hex(s, attr & 0xFF, 2);
+        }
+        s += ')';
+    }
+
+    // The storage byte of a leaf, with its meaning unless it is 0 (static,
+    // external, or none): storage=32(frame).
+    void storage_field(std::string &s, unsigned storage)
+    {
+        field_unsigned(s, "storage", storage);
+        switch (storage) {
+        case 0: break;
+        case 32: s += "(frame)"; break;
+        case 160: s += "(arg)"; break;
+        case 1: s += "(result)"; break;
+        case 2: s += "(switch)"; break;
+        default: s += "(register)"; break;
+        }
     }
 
     bool unit(std::string &s)

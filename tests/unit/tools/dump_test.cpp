@@ -117,10 +117,10 @@ TEST(DumpRecords, EachLayoutDecodesToItsFields)
         {"251 w10 w11", "000006 REC_FUNCTION decl_line=10 brace_line=11\n"},
         {"218 w4 129 w-6", "000006 REC_ARG_SIZE size=4\n000011 REC_FRAME offset=-6\n"},
         {"134 5 h0 0x84 'main' h0 w0", "000006 REC_FUNC_DEF name=main{84} attr=0x0000 size=0\n"},
-        {"132 4 h7 0x81 'buf' h0x0400 w10", "000006 REC_OBJ_DEF name=buf[7]{81} attr=0x0400 size=10\n"},
+        {"132 4 h7 0x81 'buf' h0x0400 w10", "000006 REC_OBJ_DEF name=buf[7]{81} attr=0x0400(nostack) size=10\n"},
         {"144 2 h0 0x86 'f' h0 w6", "000006 REC_EXTERN name=f{86} attr=0x0000 size=6\n"},
         {"131 1 4 h0 0x89 'far'", "000006 REC_DATA alignment=1 name=far{89}\n"},
-        {"199 1 h0x0020 w2 2 h0 0x81 'v'", "000006 REC_DATA_ATTR alignment=1 attr=0x0020 size=2 name=v{81}\n"},
+        {"199 1 h0x0020 w2 2 h0 0x81 'v'", "000006 REC_DATA_ATTR alignment=1 attr=0x0020(user=0x20) size=2 name=v{81}\n"},
         {"201 0 5 h0 0x91 'port' w4096", "000006 REC_DATA_AT name=port{91} address=4096\n"},
         {"184 1 0 0 0 h11", "000006 REC_DATA_LABEL alignment=1 label=11\n"},
         {"148 5 'hello' 148 0", "000006 REC_BYTES n=5 \"hello\"\n000013 REC_BYTES n=0 \"\"\n"},
@@ -130,7 +130,7 @@ TEST(DumpRecords, EachLayoutDecodesToItsFields)
          "000006 REC_FLOAT size=8 value=1\n000016 REC_FLOAT size=4 value=-0.1\n"},
         {"197 0 h13 w0", "000006 REC_ADDR size=1 address=L13 offset=0\n"},
         {"192 0 h0 w4660", "000006 REC_ADDR size=2 address=- offset=4660\n"},
-        {"200 2 h0 0x81 'p' h0x1000 w-2", "000006 REC_ADDR size=4 address=p{81} attr=0x1000 offset=-2\n"},
+        {"200 2 h0 0x81 'p' h0x1000 w-2", "000006 REC_ADDR size=4 address=p{81} attr=0x1000(tiny) offset=-2\n"},
         {"147 w100", "000006 REC_SPACE n=100\n"},
         {"204 h3 4 'CODE' 204 h0 0",
          "000006 REC_SECTION value=3 name=\"CODE\"\n000014 REC_SECTION value=0 name=\"\"\n"},
@@ -200,7 +200,7 @@ TEST(DumpExpressions, EveryOperatorLeafAndCall)
         std::string expr;
     };
     const Case cases[] = {
-        {"0 0x83 h0x8000 0 h0 w-4 32 1", "(leaf int@0x8000 - -4 storage=32 lvalue=1)"},
+        {"0 0x83 h0x8000 0 h0 w-4 32 1", "(leaf int@0x8000 - -4 storage=32(frame) lvalue=1)"},
         {"0 11 h0 0 h9 w0 0 0", "(leaf ptr->0x0000 L9 0 storage=0 lvalue=0)"},
         {"0 3 3 h4 0x91 'st' w2 0 1", "(leaf int st[4]{91} 2 storage=0 lvalue=1)"},
         {"105 3 " + fn, "(call int " + fnt + ")"},
@@ -234,7 +234,7 @@ TEST(DumpModes, FirstRecordSelectsLayouts)
     d = dump(bytes("202 0x1f 199 1 h0x0020 2 h0 0x81 'v' 200 2 h0 0x81 'p' w-2 192 0 h7 w1 203 3 'rts'"));
     EXPECT_TRUE(d.result.ok) << d.result.error;
     EXPECT_EQ(d.text, "000000 REC_UNIT_ANALYSER flags=0x1f\n"
-                      "000002 REC_DATA_ATTR alignment=1 attr=0x0020 name=v{81}\n"
+                      "000002 REC_DATA_ATTR alignment=1 attr=0x0020(user=0x20) name=v{81}\n"
                       "000011 REC_ADDR size=4 address=p{81} offset=-2\n"
                       "000021 REC_ADDR size=2 address=L7 offset=1\n"
                       "000029 REC_ASM_TEXT n=3 \"rts\"\n");
