@@ -42,7 +42,10 @@
 #define DBL_MIN_10_EXP (-307)
 #define DBL_MAX_EXP 1024
 #define DBL_MAX_10_EXP 308
-#define DBL_MAX 1.7976931348623157e+308
+/* The decimal 1.7976931348623157e+308 would be the largest double, but
+   the compiler's decimal conversion turns it into infinity; the product
+   (2 - 2^-52) * 2^1023 is exact and folds to the largest double. */
+#define DBL_MAX ((2.0 - DBL_EPSILON) * (2.0 / DBL_MIN))
 #define DBL_EPSILON 2.2204460492503131e-16
 #define DBL_MIN 2.2250738585072014e-308
 #endif
