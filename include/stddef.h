@@ -10,7 +10,9 @@
    offsetof gives an integer constant: it may size an array and label a
    case. It is written as the difference of two address constants, which
    the compiler folds; the form that casts an address to an integer is not
-   a constant expression here. */
+   a constant expression here. The addresses are @far so that the same
+   form holds in every memory model: with tiny default data (-m0x1000) the
+   compiler refuses the plain-pointer form's cast to char *. */
 #ifndef _STDDEF_H
 #define _STDDEF_H
 
@@ -37,6 +39,6 @@ typedef char wchar_t;
 #endif
 
 #define offsetof(type, member) \
-    ((size_t)((char *)&((type *)0)->member - (char *)0))
+    ((size_t)((char @far *)&((type @far *)0)->member - (char @far *)0))
 
 #endif
