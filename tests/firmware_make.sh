@@ -16,11 +16,13 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cp "$src"/examples/firmware/*.c "$src"/examples/firmware/*.h "$src"/examples/firmware/Makefile \
     "$src"/examples/firmware/zpc-deps.awk "$work"
+cp -r "$src"/include "$work/include"
 cd "$work"
 
-build() { make --no-print-directory ZPC_BIN="$bin/zpc" 2>&1; }
+flags="-i $work/include"
+build() { make --no-print-directory ZPC_BIN="$bin/zpc" ZPC_FLAGS="$flags" 2>&1; }
 # The units make compiled in its last run, sorted, on one line.
-compiled() { printf '%s\n' "$1" | sed -n 's|.*zpc  *-o out/\([a-z]*\)\.o .*|\1|p' | sort | tr '\n' ' '; }
+compiled() { printf '%s\n' "$1" | grep -v -e ' -md ' | sed -n 's|.*zpc .*-o out/\([a-z]*\)\.o .*|\1|p' | sort | tr '\n' ' '; }
 fail() { echo "FAILED: $*"; exit 1; }
 
 out=$(build) || fail "first build: $out"
@@ -31,7 +33,7 @@ for u in leds main serial timer; do
 done
 
 # Everything made long ago, the sources before the outputs.
-touch -d '2000-01-01' ./*.c ./*.h
+touch -d '2000-01-01' ./*.c ./*.h include/*.h
 touch -d '2001-01-01' out/*
 out=$(build) || fail "second build: $out"
 [ -z "$(compiled "$out")" ] || fail "nothing changed, yet compiled: $(compiled "$out")"
@@ -40,13 +42,13 @@ touch regs.h
 out=$(build) || fail "after regs.h: $out"
 [ "$(compiled "$out")" = "leds serial timer " ] || fail "after regs.h compiled: $(compiled "$out")"
 
-touch -d '2000-01-01' ./*.c ./*.h
+touch -d '2000-01-01' ./*.c ./*.h include/*.h
 touch -d '2001-01-01' out/*
 touch board.h
 out=$(build) || fail "after board.h: $out"
 [ "$(compiled "$out")" = "leds main serial timer " ] || fail "after board.h compiled: $(compiled "$out")"
 
-touch -d '2000-01-01' ./*.c ./*.h
+touch -d '2000-01-01' ./*.c ./*.h include/*.h
 touch -d '2001-01-01' out/*
 touch main.c
 out=$(build) || fail "after main.c: $out"
@@ -54,7 +56,7 @@ out=$(build) || fail "after main.c: $out"
 
 # Sets every file back to long ago, the sources before the outputs.
 settle() {
-    touch -d '2000-01-01' ./*.c ./*.h
+    touch -d '2000-01-01' ./*.c ./*.h include/*.h
     touch -d '2001-01-01' out/*
 }
 # F1: board.h starts including a new header; a change to that header
@@ -104,10 +106,10 @@ out=$(build) || fail "after the error was fixed: $out"
 
 # make -j4 from clean writes the bytes make -j1 writes.
 make --no-print-directory -s clean
-make --no-print-directory -s -j1 ZPC_BIN="$bin/zpc" > /dev/null 2>&1 || fail "make -j1"
+make --no-print-directory -s -j1 ZPC_BIN="$bin/zpc" ZPC_FLAGS="$flags" > /dev/null 2>&1 || fail "make -j1"
 mkdir serial_build && cp out/*.o serial_build/
 make --no-print-directory -s clean
-make --no-print-directory -s -j4 ZPC_BIN="$bin/zpc" > /dev/null 2>&1 || fail "make -j4"
+make --no-print-directory -s -j4 ZPC_BIN="$bin/zpc" ZPC_FLAGS="$flags" > /dev/null 2>&1 || fail "make -j4"
 for u in leds main serial timer; do
     cmp -s "serial_build/$u.o" "out/$u.o" || fail "make -j4 wrote another out/$u.o than make -j1"
 done

@@ -2,7 +2,7 @@
 #include "regs.h"
 #include "board.h"
 
-static unsigned char shown;
+static uint8_t shown;
 
 void leds_init(void)
 {
@@ -11,7 +11,7 @@ void leds_init(void)
     shown = 0;
 }
 
-void leds_show(unsigned char bits)
+void leds_show(uint8_t bits)
 {
     bits &= LED_MASK;
     if (bits == shown)

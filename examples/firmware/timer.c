@@ -3,7 +3,7 @@
 #include "board.h"
 
 #pragma section [fastdata]
-static unsigned int ticks;
+static uint16_t ticks;
 #pragma section []
 
 void timer_isr(void)
@@ -21,9 +21,9 @@ void timer_init(void)
     ticks = 0;
 }
 
-unsigned int timer_ticks(void)
+uint16_t timer_ticks(void)
 {
-    unsigned int t;
+    uint16_t t;
     do {
         t = ticks;
     } while (t != ticks);
