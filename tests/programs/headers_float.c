@@ -8,11 +8,9 @@
 
 static volatile float vf;
 static volatile double vd;
-/* The limits are constant expressions. (Not const: zpc-run does not yet
-   load a const floating object, whose items double as the constant pool's
-   labelled copies.) */
-static float float_limits[] = { FLT_MIN, FLT_MAX, FLT_EPSILON };
-static double double_limits[] = { DBL_MIN, DBL_MAX, DBL_EPSILON, LDBL_MAX };
+/* The limits are constant expressions. */
+static const float float_limits[] = { FLT_MIN, FLT_MAX, FLT_EPSILON };
+static const double double_limits[] = { DBL_MIN, DBL_MAX, DBL_EPSILON, LDBL_MAX };
 
 /* Bits of the significand: halve e until 1 + e rounds to 1. */
 static int float_digits(void)

@@ -49,6 +49,11 @@ struct Symbol {
     std::size_t use_at = 0;
     const char *use_record = "";
     std::size_t def_at = 0;
+    // A label defined inside another object's data (a floating constant
+    // that the literal pool shares with a const object): that object and
+    // the offset in it.
+    int inside = -1;
+    std::uint32_t inside_at = 0;
 };
 
 struct LeafRef {
@@ -778,6 +783,27 @@ bool Loader::load_unit(int unit)
         case ir::REC_DATA:
         case ir::REC_DATA_ATTR:
         case ir::REC_DATA_LABEL: {
+            if (data >= 0 && code == ir::REC_DATA_LABEL) {
+                // A label at the current place in the object's data.
+                r.byte();
+                r.fixed(0, 3);
+                ir::NameRef label{};
+                label.tag = r.half();
+                if (r.failed())
+                    break;
+                int s = symbol_of(unit, label);
+                if (s < 0)
+                    return fail_here("data without a name or label");
+                Symbol &sym = symbols[static_cast<std::size_t>(s)];
+                if (sym.has_data || sym.function >= 0)
+                    return fail_here("second definition of " + sym.name);
+                sym.has_data = true;
+                sym.unit = unit;
+                sym.def_at = at;
+                sym.inside = data;
+                sym.inside_at = static_cast<std::uint32_t>(symbols[static_cast<std::size_t>(data)].init.size());
+                break;
+            }
             if (data >= 0)
                 return fail_here("data of an object inside another's");
             unsigned align = r.byte();
@@ -973,7 +999,7 @@ bool Loader::link(const RunOptions &options)
     program.stack_high = NEAR_SIZE;
     program.stack_low = NEAR_SIZE - options.stack_size;
     for (Symbol &s : symbols) {
-        if (s.placed || !(s.has_data || s.size))
+        if (s.placed || !(s.has_data || s.size) || s.inside >= 0)
             continue;
         std::uint32_t size = static_cast<std::uint32_t>(s.init.size()) > s.size ? static_cast<std::uint32_t>(s.init.size()) : s.size;
         if (size == 0)
@@ -995,6 +1021,12 @@ bool Loader::link(const RunOptions &options)
         // Two bytes between objects that belong to no object, so that a
         // run past the end of one is caught before it reaches the next.
         *cursor += size + 2;
+    }
+    for (Symbol &s : symbols) {
+        if (s.inside >= 0) {
+            s.address = symbols[static_cast<std::size_t>(s.inside)].address + s.inside_at;
+            s.size = 0;
+        }
     }
     for (std::uint32_t a = program.stack_low; a < program.stack_high; ++a)
         program.valid[a] = 1;
