@@ -23,7 +23,7 @@ if ! command -v gcovr >/dev/null 2>&1; then
     fi
 fi
 
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DZPC_TESTS=ON \
     -DCMAKE_CXX_FLAGS=--coverage -DCMAKE_EXE_LINKER_FLAGS=--coverage
 cmake --build "$build" -j "$jobs"
 find "$build" -name '*.gcda' -delete
