@@ -1,5 +1,7 @@
 #include "lexer/constants.h"
 
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
 
 #include "base/diagnostics.h"
@@ -103,6 +105,33 @@ double scale_binary(double m, std::int32_t e)
     return m;
 }
 
+// C lets a real constant be the nearest double or one of its two
+// neighbours. Scaling by powers of ten rounds at every step and can land
+// further away (1.7976931348623157e308, the largest double, even becomes
+// infinity): then the correctly rounded value, which the host's strtod
+// gives, is taken instead. A value within one unit is kept as scaled.
+double within_one_unit(double scaled, const PpToken *pp)
+{
+    char text[512];
+    std::size_t n = pp->len < sizeof text - 1 ? pp->len : sizeof text - 1;
+    std::memcpy(text, pp->text, n);
+    text[n] = 0;
+    double exact = std::strtod(text, nullptr);
+    if (std::isnan(exact) || std::isnan(scaled) || exact == scaled)
+        return scaled;
+    // Infinity lies next to the largest double in the bit order, but is
+    // no neighbour of it.
+    if (std::isinf(scaled) != std::isinf(exact))
+        return exact;
+    std::int64_t a, b;
+    std::memcpy(&a, &scaled, sizeof a);
+    std::memcpy(&b, &exact, sizeof b);
+    // Both are positive: the bit patterns order the values, one unit apart
+    // for neighbours.
+    std::int64_t units = a > b ? a - b : b - a;
+    return units <= 1 ? scaled : exact;
+}
+
 // Exponents are read up to a bound far past every limit, so that a long
 // run of digits cannot make the scaling loops long.
 constexpr std::int32_t EXPONENT_CAP = 100000;
@@ -152,6 +181,8 @@ void convert_real(Token *token, const PpToken *pp, const char *p, int base)
     }
     if (p < end)
         report("bad real constant %.*s", static_cast<int>(pp->len), pp->text);
+    else
+        m = within_one_unit(m, pp);
     set_double(token, m, is_float);
 }
 
