@@ -184,7 +184,7 @@ TEST_F(ConstantsTest, EscapesMovePastWhatTheyRead)
     EXPECT_EQ(p, text + 3);
 }
 
-TEST_F(ConstantsTest, RealsAreScaledStepByStepThroughThePowerTable)
+TEST_F(ConstantsTest, RealsAreScaledStepByStepWithinOneUnit)
 {
     // Exact whenever every step is exact.
     EXPECT_EQ(real("1e10"), 1e10);
@@ -194,8 +194,12 @@ TEST_F(ConstantsTest, RealsAreScaledStepByStepThroughThePowerTable)
     // 1e-300 is divided by 1e4, 1e8, 1e32 and then 1e256, rounding at each
     // step, which ends one unit in the last place below the nearest double.
     EXPECT_EQ(real("1e-300"), 0x1.56e1fc2f8f358p-997);
-    // The largest double overflows on the last multiplication by 1e256.
-    EXPECT_EQ(real("1.7976931348623157e308"), HUGE_VAL);
+    // Further than one unit from the nearest double the scaled value is
+    // not used (C allows the nearest double or a neighbour): the largest
+    // double would overflow on the last multiplication by 1e256, and
+    // 54331530051371346e224 would end two units above its value.
+    EXPECT_EQ(real("1.7976931348623157e308"), 0x1.fffffffffffffp1023);
+    EXPECT_EQ(real("54331530051371346e224"), 0x1.a12e8b2ed07cdp+799);
     EXPECT_EQ(real("1e310"), HUGE_VAL);
     EXPECT_EQ(texts(), "");
     EXPECT_EQ(real("1e311"), HUGE_VAL);
