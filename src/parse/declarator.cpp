@@ -11,6 +11,7 @@
 #include "parse/parse.h"
 #include "parse/typename.h"
 #include "runtime/alloc.h"
+#include "sema/fold.h"
 #include "tree/tree.h"
 
 const std::uint8_t FILE_SCOPE_CLASSES[] = {SC_EXTERN, SC_STATIC, SC_TYPEDEF, SC_NONE};

@@ -1003,8 +1003,6 @@ Node *parse_expression(int unused)
     return tree;
 }
 
-Node *final_fold(Node *tree) { return tree; }
-
 bool parse_constant(std::int32_t *value, int mode)
 {
     bool saved_forced = constant_replacement_forced;

@@ -22,10 +22,6 @@ Node *parse_unary(unsigned context);
 // on even under -nc (#if and #elif).
 bool parse_constant(std::int32_t *value, int mode);
 
-// The last folding pass over a tree that should have been a constant
-// (it reports the zero divisors the folds only marked). It does not exist
-// yet: the tree is returned as it is and nothing is reported.
-Node *final_fold(Node *tree);
 
 // Counters the parser keeps for the statement parser. The two conditional
 // depths the checks read, and the sequence counter, live with the checks.

@@ -1,6 +1,6 @@
 // Function body preparation: what runs over a finished body before it is
-// written (today: the frame layout of the locals), and the loop facts the
-// statement reader asks for.
+// written (the final folding of every expression and the frame layout of
+// the locals), and the loop facts the statement reader asks for.
 #include <algorithm>
 #include <vector>
 
@@ -12,6 +12,7 @@
 #include "output/emit.h"
 #include "passes/passes.h"
 #include "sema/check.h"
+#include "sema/fold.h"
 #include "tree/stmt.h"
 #include "tree/tree.h"
 
@@ -23,6 +24,40 @@ const Node *last_expression(const Node *n)
     while (n && (n->op == OP_COMMA || n->op == OP_SEQ))
         n = n->right;
     return n;
+}
+
+// The final folding of a statement's own expressions. A return value of
+// a char function is wanted as a char.
+void fold_expressions(Stmt *s)
+{
+    switch (s->kind) {
+    case STMT_FOR:
+        if (s->init)
+            narrow(&s->init, 0);
+        if (s->expr)
+            narrow(&s->expr, 0);
+        if (s->step)
+            narrow(&s->step, 0);
+        break;
+    case STMT_RETURN:
+        if (s->expr) {
+            unsigned kind = function.result ? function.result->kind : 0;
+            narrow(&s->expr, kind == KIND_CHAR || kind == KIND_UCHAR ? kind : 0);
+        }
+        break;
+    case STMT_EXPR:
+    case STMT_PASS:
+    case STMT_DO:
+    case STMT_WHILE:
+    case STMT_IF:
+    case STMT_SWITCH:
+    case STMT_GOTO:
+        if (s->expr)
+            narrow(&s->expr, 0);
+        break;
+    default:
+        break;
+    }
 }
 
 }  // namespace
@@ -155,9 +190,10 @@ void begin_frame()
 
 void prepare_statement(Stmt *stmt)
 {
-    // The walk reaches every block to lay out its locals. Folding of the
-    // finished trees, the removal of dead branches and the simplification
-    // of switches are not built yet: the statements stay as they were read.
+    // The walk reaches every block to lay out its locals and passes every
+    // expression through the final folding. The removal of dead branches
+    // and the simplification of switches are not built yet: the statements
+    // stay as they were read.
     // A block's end puts back the frame offset and the pending hole of its
     // start: a hole left by the block's own alignment lies inside the
     // space its siblings reuse, so it must not outlive the block.
@@ -178,6 +214,7 @@ void prepare_statement(Stmt *stmt)
         Stmt *s = item.s;
         if (!s || (s->flags & STMT_UNREACHABLE))
             continue;
+        fold_expressions(s);
         switch (s->kind) {
         case STMT_BLOCK:
             work.push_back({nullptr, frame_offset, pending_hole});

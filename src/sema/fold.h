@@ -130,3 +130,13 @@ extern bool constant_replacement_forced;
 // after the branches of an if).
 Node *known_values_mark();
 void restore_known_values(Node *mark);
+
+// The final pass over a finished expression: the zero divisors the folds
+// only marked are reported (once, at the division's position), strlen of
+// a literal through an @inline strlen becomes its length, and every
+// subtree computes in the width its consumer uses (`want`: an integer
+// kind whose width class is used, 0 for the whole value), reading only
+// the part of a wide object that is wanted. Volatile objects are read
+// whole. narrow() works on the tree at *link, which it may replace.
+void narrow(Node **link, unsigned want);
+Node *final_fold(Node *tree);

@@ -376,8 +376,12 @@ TEST_F(FoldRandom, ConstantExpressionsFoldByTheTargetRules)
             std::string failure;
             if (c.zero_divisor) {
                 ++zero_divisors;
-                if (!present || said.find("invalid constant expression") == std::string::npos)
-                    failure = "expected \"invalid constant expression\"";
+                // The final folding reports the divisor where the division
+                // was read; "invalid constant expression" follows unless it
+                // falls on the same position.
+                if (!present || (said.find("zero divide") == std::string::npos &&
+                                 said.find("zero modulus") == std::string::npos))
+                    failure = "expected \"zero divide\" or \"zero modulus\"";
             } else {
                 ++folded;
                 if (!present || static_cast<std::uint32_t>(value) != c.expected.v || !said.empty()) {
