@@ -435,6 +435,34 @@ Node *compound_literal(Type *type, std::uint16_t attr, bool in_sizeof)
     return result;
 }
 
+// `&(int[]){1, 2}` is the address of the whole array, as `&a` is for a
+// declared array: the literal that decayed is given its array type back
+// when it is the operand of `&` itself (no postfix operator follows).
+Node *undecayed_for_address(Node *literal)
+{
+    Node *leaf = literal->op == OP_COMMA ? literal->right : literal;
+    if (leaf->op != OP_LEAF || !(leaf->leaf & LEAF_SYMBOL) || leaf->leaf & LEAF_LVALUE ||
+        leaf->type->kind != KIND_POINTER || leaf->symbol->type->kind != KIND_ARRAY)
+        return literal;
+    std::uint16_t following = next_token()->code;
+    push_back_token();
+    switch (following) {
+    case TK_LBRACKET:
+    case TK_LPAREN:
+    case TK_DOT:
+    case TK_ARROW:
+    case TK_INC:
+    case TK_DEC:
+        return literal;
+    default:
+        break;
+    }
+    leaf->type = leaf->symbol->type;
+    leaf->leaf |= LEAF_LVALUE;
+    literal->type = leaf->type;
+    return literal;
+}
+
 Node *unary_plus()
 {
     Node *n = parse_unary(0);
@@ -462,12 +490,14 @@ bool is_asm_call(const Node *n)
            t->kind == KIND_FUNCTION && !t->params;
 }
 
-Node *parenthesis()
+Node *parenthesis(unsigned context)
 {
     if (Node *cast = parse_type_name()) {
         if (next_token()->code == TK_LBRACE) {
             push_back_token();
-            return compound_literal(cast->type, type_name_attr, false);
+            std::uint16_t attr = type_name_attr;
+            Node *literal = compound_literal(cast->type, attr, false);
+            return context == OP_ADDR ? undecayed_for_address(literal) : literal;
         }
         push_back_token();
         Node *operand = parse_unary(0);
@@ -547,7 +577,7 @@ Node *primary(const Token *t, unsigned context)
     case TK_LONG_CONST:
     case TK_ULONG_CONST: return integer_constant(t, context);
     case TK_IDENT: return name(t);
-    case TK_LPAREN: return parenthesis();
+    case TK_LPAREN: return parenthesis(context);
     case KW_SIZEOF: return size_of();
     default: return nullptr;
     }

@@ -12,6 +12,7 @@ static struct point *origin = &(struct point){ 3, 4 };
 static int *table = (int[]){ 10, 20, 30, 40 };
 static const char *word = (const char[]){ 'o', 'k', 0 };
 static int table_size = sizeof (int[]){ 1, 2, 3, 4, 5 };
+static int (*row)[3] = &(int[]){ 5, 6, 7 };
 
 static int sum_point(struct point p) { return p.x + p.y; }
 
@@ -35,6 +36,13 @@ int main(void)
     CHECK(sizeof (struct point){ 0 } == sizeof(struct point));
     CHECK((read3((int[]){ 7, 8, 9 }) == 789));
     CHECK(((int[]){ 4, 5, 6 }[2] == 6));
+    {
+        /* & of an array literal points to the whole array. */
+        int (*pa)[2] = &(int[]){ 1, 2 };
+        int *q = &(int[]){ 3, 4 }[1];
+        CHECK(sizeof *pa == 2 * sizeof(int) && (*pa)[1] + *q == 6);
+        CHECK(sizeof *row == 3 * sizeof(int) && (*row)[2] == 7);
+    }
     p[1] = 20;  /* the object is writable and stays for the block */
     CHECK(p[0] + p[1] + p[2] == 24);
 
