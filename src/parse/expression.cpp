@@ -13,9 +13,12 @@
 #include "lexer/constants.h"
 #include "lexer/tokenizer.h"
 #include "model/types.h"
+#include "output/records.h"
+#include "parse/declare.h"
 #include "parse/typename.h"
 #include "sema/check.h"
 #include "sema/fold.h"
+#include "tree/stmt.h"
 #include "tree/tree.h"
 
 std::int32_t operator_count;
@@ -376,17 +379,9 @@ Node *name(const Token *t)
     return n;
 }
 
-// Temporaries and initializers, which a compound literal is made of, are
-// not built yet: the literal is reported as unsupported and its braces are
-// passed over.
-Node *compound_literal(Type *type, bool in_sizeof)
+// Passes over a braced list that cannot be read as an initializer.
+void skip_braces()
 {
-    (void)in_sizeof;
-    if (!c99_mode)
-        report("unexpected compound literal");
-    if (type->kind == KIND_VOID || type->kind == KIND_FUNCTION)
-        report("bad compound literal type");
-    report("compound literals not supported yet");
     Token *t = next_token();  // the `{`
     for (int depth = 0; t->code != TK_END; t = next_token()) {
         if (t->code == TK_LBRACE)
@@ -394,7 +389,78 @@ Node *compound_literal(Type *type, bool in_sizeof)
         else if (t->code == TK_RBRACE && --depth == 0)
             break;
     }
-    return int_constant(0);
+}
+
+// `(type){ ... }`: an unnamed object of the type, initialized by the braces.
+// In a function it is an automatic temporary, initialized each time the
+// expression is evaluated: the result is the pair (initialization,
+// temporary), which the address and assignment checks look through. At
+// file scope it is a static object written at once. `attr` is the type
+// name's attribute word.
+Node *compound_literal(Type *type, std::uint16_t attr, bool in_sizeof)
+{
+    if (!c99_mode)
+        report("unexpected compound literal");
+    if (type->kind == KIND_VOID || type->kind == KIND_FUNCTION) {
+        report("bad compound literal type");
+        skip_braces();
+        return int_constant(0);
+    }
+    Node *leaf = new_temp(type);
+    Symbol *temp = leaf->symbol;
+    Node *result = leaf;
+    if (function.active) {
+        Node *init = init_local(temp);
+        // The initializer may have completed an array's size.
+        leaf->type = temp->type;
+        if (init) {
+            result = new_node(OP_COMMA);
+            result->left = init;
+            result->right = leaf;
+            result->value = 0;
+            result->type = leaf->type;
+        }
+    } else {
+        // A file-scope literal may be written through a pointer to it, as
+        // any object: it is read-only data only when its type says const.
+        temp->sclass = SC_STATIC;
+        temp->flags |= SYM_FILE_SCOPE;
+        temp->value = new_label();
+        temp->attr = apply_default_attributes(attr & (ATTR_CONST | ATTR_VOLATILE), SC_STATIC, type->kind);
+        read_initializer(temp);
+        leaf->type = temp->type;
+    }
+    if (leaf->type->kind == KIND_ARRAY && !in_sizeof)
+        result->type = decay(leaf);
+    return result;
+}
+
+// `&(int[]){1, 2}` is the address of the whole array, as `&a` is for a
+// declared array: the literal that decayed is given its array type back
+// when it is the operand of `&` itself (no postfix operator follows).
+Node *undecayed_for_address(Node *literal)
+{
+    Node *leaf = literal->op == OP_COMMA ? literal->right : literal;
+    if (leaf->op != OP_LEAF || !(leaf->leaf & LEAF_SYMBOL) || leaf->leaf & LEAF_LVALUE ||
+        leaf->type->kind != KIND_POINTER || leaf->symbol->type->kind != KIND_ARRAY)
+        return literal;
+    std::uint16_t following = next_token()->code;
+    push_back_token();
+    switch (following) {
+    case TK_LBRACKET:
+    case TK_LPAREN:
+    case TK_DOT:
+    case TK_ARROW:
+    case TK_INC:
+    case TK_DEC:
+        return literal;
+    default:
+        break;
+    }
+    leaf->type = leaf->symbol->type;
+    leaf->leaf |= LEAF_LVALUE;
+    literal->type = leaf->type;
+    return literal;
 }
 
 Node *unary_plus()
@@ -424,12 +490,14 @@ bool is_asm_call(const Node *n)
            t->kind == KIND_FUNCTION && !t->params;
 }
 
-Node *parenthesis()
+Node *parenthesis(unsigned context)
 {
     if (Node *cast = parse_type_name()) {
         if (next_token()->code == TK_LBRACE) {
             push_back_token();
-            return compound_literal(cast->type, false);
+            std::uint16_t attr = type_name_attr;
+            Node *literal = compound_literal(cast->type, attr, false);
+            return context == OP_ADDR ? undecayed_for_address(literal) : literal;
         }
         push_back_token();
         Node *operand = parse_unary(0);
@@ -464,7 +532,7 @@ Node *size_of()
         if (Node *cast = parse_type_name()) {
             if (next_token()->code == TK_LBRACE) {
                 push_back_token();
-                Node *literal = compound_literal(cast->type, true);
+                Node *literal = compound_literal(cast->type, type_name_attr, true);
                 type = literal->type;
             } else {
                 push_back_token();
@@ -509,7 +577,7 @@ Node *primary(const Token *t, unsigned context)
     case TK_LONG_CONST:
     case TK_ULONG_CONST: return integer_constant(t, context);
     case TK_IDENT: return name(t);
-    case TK_LPAREN: return parenthesis();
+    case TK_LPAREN: return parenthesis(context);
     case KW_SIZEOF: return size_of();
     default: return nullptr;
     }

@@ -80,6 +80,8 @@ Type *combined_type(std::uint16_t bits)
     return nullptr;
 }
 
+std::uint16_t type_name_attr = 0;
+
 Node *parse_type_name()
 {
     // Most parentheses hold expressions: they are told at their first token.
@@ -94,6 +96,7 @@ Node *parse_type_name()
     if (decl.name)
         report("name unexpected in abstract type");
     expect(TK_RPAREN);
+    type_name_attr = decl.attr;
     Node *cast = new_node(OP_CAST);
     cast->type = decl.type;
     cast->left = nullptr;

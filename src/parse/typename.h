@@ -33,3 +33,5 @@ Type *combined_type(std::uint16_t bits);
 // it and the `)` and returns a new OP_CAST node of that type (operand not
 // set). Otherwise returns null with the tokens as they were.
 Node *parse_type_name();
+// The attribute word (const, volatile, spaces) of the last type name read.
+extern std::uint16_t type_name_attr;

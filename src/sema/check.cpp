@@ -2,10 +2,13 @@
 
 #include <cfloat>
 #include <cmath>
+#include <cstdio>
 #include <cstdint>
 
 #include "base/diagnostics.h"
 #include "base/options.h"
+#include "base/token.h"
+#include "model/names.h"
 #include "model/types.h"
 #include "sema/fold.h"
 #include "tree/tree.h"
@@ -360,6 +363,18 @@ bool is_temporary(const Symbol *s)
     return s->name && s->name->length >= 2 && s->name->chars[0] == '.' && s->name->chars[1] == 't';
 }
 
+// May a temporary no statement uses any more serve again? Not when its
+// object may still be reached: an array (its decayed address may be held
+// in a pointer) or a temporary whose address was taken, even for a member.
+// C gives such an object the lifetime of its block, so two literals
+// alive at the same time never share one.
+bool temporary_reusable(const Symbol *s, const Type *type)
+{
+    return s->sclass == SC_AUTO && is_temporary(s) &&
+           !(s->flags & (SYM_ASSIGNED | SYM_ADDRESSED | SYM_MEMBER_ADDRESSED)) && s->type->kind != KIND_ARRAY &&
+           types_compatible(s->type, type);
+}
+
 // A compound literal's (initializer, temporary) pair.
 bool is_compound_literal_pair(const Node *n)
 {
@@ -477,8 +492,46 @@ std::int32_t indirect_store_count = 0;
 std::int32_t conditional_depth = 0;
 std::int32_t conditional_operand_depth = 0;
 
+namespace {
+std::uint32_t temp_counter = 0;
+}
+
+Node *new_temp(Type *type)
+{
+    Symbol *temp = nullptr;
+    // Only the temporaries of open blocks are in ident_list.
+    for (Symbol *s = ident_list; s && s->scope_level > 0; s = s->next) {
+        if (temporary_reusable(s, type)) {
+            temp = s;
+            break;
+        }
+    }
+    if (!temp) {
+        char name[24];
+        int length = std::snprintf(name, sizeof name, ".temp_%u.", static_cast<unsigned>(++temp_counter));
+        temp = new_symbol(&ident_list, intern_name(name, static_cast<std::size_t>(length)), SC_AUTO, type);
+        temp->attr = apply_default_attributes(0, SC_AUTO, type->kind);
+        temp->decl_seq = sequence_counter;
+        if (current_token) {
+            temp->line = current_token->line;
+            temp->column = current_token->column;
+        }
+    }
+    temp->flags |= SYM_ASSIGNED | SYM_DECLARED | SYM_USED;
+    ++temp->refs;
+    Node *n = new_node(OP_LEAF);
+    n->symbol = temp;
+    n->value = 0;
+    n->value_node = nullptr;
+    n->right = nullptr;
+    n->leaf = LEAF_SYMBOL | LEAF_LVALUE;
+    n->type = temp->type;
+    return n;
+}
+
 void check_reset()
 {
+    temp_counter = 0;
     sequence_counter = 0;
     memory_store_count = 0;
     automatic_store_count = 0;

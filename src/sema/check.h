@@ -31,6 +31,12 @@ extern std::int32_t conditional_operand_depth;
 // The counters back to their initial state.
 void check_reset();
 
+// A leaf (lvalue, symbol) for an unnamed automatic object of `type`: a
+// temporary of a compatible type that no statement uses any more and whose
+// object cannot be reached otherwise, or a new one named ".temp_N.".
+// The temporary is marked in use (SYM_ASSIGNED) and referenced once more.
+Node *new_temp(Type *type);
+
 // An OP_CAST with `left` and the target `type` set: the cast node, the
 // operand retyped in place, or a constant.
 Node *check_cast(Node *node);

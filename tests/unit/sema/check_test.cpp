@@ -165,6 +165,53 @@ TEST_F(CheckTest, AddressMarksAndCompoundLiterals)
     expect_message("", "under -c99");
 }
 
+// Temporaries: a new one per request while the earlier ones are in use; a
+// free one of a compatible type serves again, unless its object may still
+// be reached (an array, or an address taken, even for a member only).
+TEST_F(CheckTest, TemporariesReuse)
+{
+    ScopeMark outer = open_scope();
+    Node *a = new_temp(&type_int), *b = new_temp(&type_int);
+    ASSERT_NE(a->symbol, b->symbol) << "both in use by one statement";
+    EXPECT_EQ(text(a), "(leaf int sym .temp_1. lvalue)");
+    EXPECT_EQ(a->symbol->flags & 0x4006u, 0x4006u);
+    EXPECT_EQ(a->symbol->sclass, SC_AUTO);
+
+    struct {
+        const char *what;
+        Type *type;
+        std::uint32_t flags;  // set on the freed temporary
+        bool reused;
+    } cases[] = {
+        {"free int, int wanted", &type_int, 0, true},
+        {"free int, long wanted", &type_long, 0, false},
+        {"address taken", &type_int, SYM_ADDRESSED, false},
+        {"address taken for a member", &type_int, 0x10, false},
+    };
+    for (const auto &c : cases) {
+        Symbol *freed = new_temp(&type_int)->symbol;
+        freed->flags = (freed->flags & ~SYM_ASSIGNED) | c.flags;
+        Node *again = new_temp(c.type);
+        EXPECT_EQ(again->symbol == freed, c.reused) << c.what;
+        EXPECT_EQ(again->symbol->flags & SYM_ASSIGNED, SYM_ASSIGNED) << c.what;
+        if (c.reused)
+            EXPECT_EQ(freed->refs, 2) << c.what;
+    }
+    Type *array = new_type(KIND_ARRAY, &type_int);
+    array->dim = 2;
+    Symbol *held = new_temp(array)->symbol;
+    held->flags &= ~SYM_ASSIGNED;
+    EXPECT_NE(new_temp(array)->symbol, held) << "a decayed array may still be pointed to";
+
+    // The temporaries of a closed block are not offered to the next one.
+    ScopeMark inner = open_scope();
+    Symbol *closed = new_temp(&type_uint)->symbol;
+    closed->flags &= ~SYM_ASSIGNED;
+    close_scope(inner);
+    EXPECT_NE(new_temp(&type_uint)->symbol, closed);
+    close_scope(outer);
+}
+
 TEST_F(CheckTest, Conditions)
 {
     auto cond = [](Node *test, Node *middle, Node *third) {
