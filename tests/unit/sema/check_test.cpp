@@ -194,8 +194,9 @@ TEST_F(CheckTest, TemporariesReuse)
         Node *again = new_temp(c.type);
         EXPECT_EQ(again->symbol == freed, c.reused) << c.what;
         EXPECT_EQ(again->symbol->flags & SYM_ASSIGNED, SYM_ASSIGNED) << c.what;
-        if (c.reused)
+        if (c.reused) {
             EXPECT_EQ(freed->refs, 2) << c.what;
+        }
     }
     Type *array = new_type(KIND_ARRAY, &type_int);
     array->dim = 2;
