@@ -496,11 +496,16 @@ namespace {
 std::uint32_t temp_counter = 0;
 }
 
+std::uint32_t temporaries_released = 0;
+
 Node *new_temp(Type *type)
 {
     Symbol *temp = nullptr;
-    // Only the temporaries of open blocks are in ident_list.
-    for (Symbol *s = ident_list; s && s->scope_level > 0; s = s->next) {
+    // Only the temporaries of open blocks are in ident_list. The search
+    // runs only when some temporary was given back (temporaries_released):
+    // until then every one is in use, and a function with many literals
+    // would walk them all for each new one.
+    for (Symbol *s = temporaries_released ? ident_list : nullptr; s && s->scope_level > 0; s = s->next) {
         if (temporary_reusable(s, type)) {
             temp = s;
             break;
@@ -531,6 +536,7 @@ Node *new_temp(Type *type)
 
 void check_reset()
 {
+    temporaries_released = 0;
     temp_counter = 0;
     sequence_counter = 0;
     memory_store_count = 0;

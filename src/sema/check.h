@@ -36,6 +36,10 @@ void check_reset();
 // object cannot be reached otherwise, or a new one named ".temp_N.".
 // The temporary is marked in use (SYM_ASSIGNED) and referenced once more.
 Node *new_temp(Type *type);
+// Counts the temporaries given back for reuse (their in-use mark cleared,
+// by the inline expansion when it is built); new_temp looks for a free one
+// only when this is not 0.
+extern std::uint32_t temporaries_released;
 
 // An OP_CAST with `left` and the target `type` set: the cast node, the
 // operand retyped in place, or a constant.

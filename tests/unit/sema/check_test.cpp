@@ -191,6 +191,7 @@ TEST_F(CheckTest, TemporariesReuse)
     for (const auto &c : cases) {
         Symbol *freed = new_temp(&type_int)->symbol;
         freed->flags = (freed->flags & ~SYM_ASSIGNED) | c.flags;
+        ++temporaries_released;
         Node *again = new_temp(c.type);
         EXPECT_EQ(again->symbol == freed, c.reused) << c.what;
         EXPECT_EQ(again->symbol->flags & SYM_ASSIGNED, SYM_ASSIGNED) << c.what;
@@ -202,6 +203,7 @@ TEST_F(CheckTest, TemporariesReuse)
     array->dim = 2;
     Symbol *held = new_temp(array)->symbol;
     held->flags &= ~SYM_ASSIGNED;
+    ++temporaries_released;
     EXPECT_NE(new_temp(array)->symbol, held) << "a decayed array may still be pointed to";
 
     // The temporaries of a closed block are not offered to the next one.
