@@ -48,8 +48,40 @@ struct CaseTable {
     bool has_default;
     bool unordered;          // an entry came below an earlier one
     bool indexed;            // its case values are in case_index
+    // How a case value converts to the selector's promoted type: 0 not at
+    // all (long, unsigned long: the value's 32 bits stand), 1 to int
+    // (sign-extended from 16 bits), 2 to unsigned int (its low 16 bits).
+    std::uint8_t conversion;
 };
+
+// C converts each case value to the promoted type of the selector: in a
+// switch on an unsigned int `case -1` is 65535, and in one on an int
+// `case 0xFFFF` is -1 (so `case -1:` beside it is a duplicate).
+std::uint8_t case_conversion(const Type *t)
+{
+    if (!t)
+        return 0;
+    unsigned kind = t->kind;
+    if (kind == KIND_USHORT || kind == KIND_UINT)
+        return 2;
+    if ((kind == KIND_BITS16 || kind == KIND_BITSINT) && t->bit_width >= 16)
+        return 2;
+    if (kind < KIND_LONG)
+        return 1;
+    return 0;
+}
+
 CaseTable cases{};
+
+std::int32_t converted_case_value(std::int32_t value)
+{
+    switch (cases.conversion) {
+    case 1: return static_cast<std::int16_t>(value);
+    case 2: return static_cast<std::uint16_t>(value);
+    default: return value;
+    }
+}
+
 // A table this long is searched through the index.
 constexpr std::uint32_t CASE_SCAN_LIMIT = 16;
 // Case values of the function's switches, keyed by switch serial and value.
@@ -919,6 +951,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     cases = CaseTable{};
     cases.head = cases.tail = &s->cases;
     cases.serial = ++switch_serial;
+    cases.conversion = case_conversion(s->expr ? s->expr->type : nullptr);
     s->body = parse_statement(continue_target, s, nullptr);
     if (s->body->flags & STMT_LABELLED)
         s->flags |= STMT_LABELLED;
@@ -1087,7 +1120,7 @@ namespace {
         if (t->code == KW_CASE) {
             std::int32_t value = 0;
             parse_constant(&value, 1);
-            add_case(SC_CASE, value, s);
+            add_case(SC_CASE, converted_case_value(value), s);
             expect(TK_COLON);
             label = true;
         } else if (t->code == KW_DEFAULT) {

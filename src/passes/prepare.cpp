@@ -26,11 +26,44 @@ const Node *last_expression(const Node *n)
     return n;
 }
 
+// A one-byte selector with a case value outside its range becomes an
+// int: a table of bytes would match the case's low byte (a plain char
+// 0xFF against `case 255`, an unsigned char 0 against `case 256`), while
+// C compares the promoted value, which never equals such a case.
+void widen_switch_selector(Stmt *s)
+{
+    if (!s->expr)
+        return;
+    unsigned kind = s->expr->type->kind;
+    std::int32_t low, high;
+    if (kind == KIND_CHAR) {
+        low = -128;
+        high = 127;
+    } else if (kind == KIND_UCHAR || kind == KIND_BITS8) {
+        low = 0;
+        high = 255;
+    } else {
+        return;
+    }
+    for (const Symbol *c = s->cases; c; c = c->next) {
+        auto value = static_cast<std::int32_t>(c->value);
+        if (c->sclass == SC_CASE && (value < low || value > high)) {
+            s->expr = convert_to(s->expr, &type_int);
+            return;
+        }
+    }
+}
+
 // The final folding of a statement's own expressions. A return value of
 // a char function is wanted as a char.
 void fold_expressions(Stmt *s)
 {
     switch (s->kind) {
+    case STMT_SWITCH:
+        widen_switch_selector(s);
+        if (s->expr)
+            narrow(&s->expr, 0);
+        break;
     case STMT_FOR:
         if (s->init)
             narrow(&s->init, 0);
@@ -50,7 +83,6 @@ void fold_expressions(Stmt *s)
     case STMT_DO:
     case STMT_WHILE:
     case STMT_IF:
-    case STMT_SWITCH:
     case STMT_GOTO:
         if (s->expr)
             narrow(&s->expr, 0);

@@ -57,7 +57,8 @@ int main(void)
     CHECK(total == -1 + 10 + 11 + 12 + 34 + 34 + 15 + 16 - 1);
     CHECK(sparse(1) == 1 && sparse(100) == 2 && sparse(40000u) == 3);
     CHECK(sparse(1000) == 9 && sparse(1001) == 5 && sparse(7) == 9);
-    CHECK(by_char('e') == 1 && by_char('x') == 0 && by_char(-1) == 2);
+    /* case -1 is the int -1: a plain char that is unsigned never equals it. */
+    CHECK(by_char('e') == 1 && by_char('x') == 0 && by_char(-1) == ((char)-1 < 0 ? 2 : 0));
     CHECK(by_long(70000L) == 1 && by_long(-70000L) == 2 && by_long(1) == 3 && by_long(4464) == 0);
     return failures;
 }
