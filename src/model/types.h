@@ -123,6 +123,9 @@ constexpr std::uint32_t SYM_FILE_SCOPE = 0x800;  // file-scope object or functio
 constexpr std::uint32_t SYM_ASSIGNED = 0x4000;
 constexpr std::uint32_t SYM_ALIGN_ON = 0x8000;         // declared under #pragma align on
 constexpr std::uint32_t SYM_INLINE_BUSY = 0x10000;     // inline body being read or expanded
+// The counter of an unrolled loop while its copies are written: its leaves
+// are written as the constant in `const_value`.
+constexpr std::uint32_t SYM_SUBSTITUTED = 0x80000;
 constexpr std::uint32_t SYM_UNION_COPY = 0x100000;     // copied from an anonymous union, not first
 constexpr std::uint32_t SYM_LOCAL_AT = 0x200000;       // local object given an @ address
 

@@ -14,6 +14,7 @@
 #include "output/emit.h"
 #include "output/records.h"
 #include "sema/check.h"
+#include "sema/fold.h"
 #include "tree/stmt.h"
 #include "tree/tree.h"
 
@@ -566,11 +567,106 @@ void emit_value(const Node *node, unsigned target, const Type *type)
     put_expression(node, false);
 }
 
+namespace {
+
+// The assignment of a constant to the counter in an unrolled loop's
+// initialization (a comma chain): what the copies start from.
+const Node *unrolled_start(const Stmt *s)
+{
+    if (!s->step)
+        return nullptr;
+    const Node *var = s->step->left;
+    const Node *n = s->init;
+    static std::vector<const Node *> work;
+    work.clear();
+    const Node *found = nullptr;
+    while (n) {
+        if (n->op == OP_COMMA) {
+            work.push_back(n->right);
+            n = n->left;
+            continue;
+        }
+        if (n->op == OP_ASSIGN && is_int_constant(n->right) && same_tree(n->left, var, true))
+            found = n;
+        if (work.empty())
+            break;
+        n = work.back();
+        work.pop_back();
+    }
+    return found;
+}
+
+void emit_unrolled_loop(const Stmt *s)
+{
+    if (s->init) {
+        range(s, RANGE_FOR_INIT);
+        emit_expression_statement(s->init);
+    }
+    const Node *start = unrolled_start(s);
+    std::uint32_t copies = s->expr->value;
+    if (!start) {
+        for (std::uint32_t k = 0; k < copies; ++k)
+            emit_statement(s->body, 0, 0);
+        return;
+    }
+    // The counter's leaves read as a constant that moves with the copies.
+    Symbol *counter = start->left->symbol;
+    Node *saved = counter->const_value;
+    Node *known = int_constant(start->right->value, start->left->type);
+    bool up = s->step->op == OP_ADDASG || s->step->op == OP_POSTINC;
+    counter->const_value = known;
+    counter->flags |= SYM_SUBSTITUTED;
+    for (std::uint32_t k = 0; k < copies; ++k) {
+        emit_statement(s->body, 0, 0);
+        known = int_constant(up ? known->value + 1 : known->value - 1, start->left->type);
+        counter->const_value = known;
+    }
+    counter->flags &= ~SYM_SUBSTITUTED;
+    counter->const_value = saved;
+    if (counter->flags & SYM_USED) {
+        Node *final = new_node(OP_ASSIGN);
+        final->left = start->left;
+        final->right = known;
+        final->type = start->type;
+        final->value = 0;
+        emit_expression_statement(final);
+    }
+}
+
+}  // namespace
+
 void emit_counted_loop(const Stmt *s)
 {
-    // Counted loops are made by body preparation, which is not built yet:
-    // no statement reaches this kind.
-    (void)s;
+    if (s->flags & STMT_UNROLL) {
+        emit_unrolled_loop(s);
+        return;
+    }
+    if (s->init) {
+        range(s, RANGE_FOR_INIT);
+        emit_expression_statement(s->init);
+    }
+    unsigned t = new_label(), c = new_label(), e = new_label();
+    range(s, RANGE_FOR_TEST);
+    write_loop_start(t, s->expr);
+    emit_statement(s->body, c, e);
+    emit_file(s->file_name);
+    write_line(s->line);
+    if (s->step) {
+        range(s, RANGE_FOR_STEP);
+        if (s->flags & STMT_CONTINUED)
+            label(c, s->line);
+        else
+            write_line(s->line);
+        emit_expression_statement(s->step);
+    } else if (s->flags & STMT_CONTINUED) {
+        // A continue still needs its target once the increment is gone:
+        // the end of the trip.
+        label(c, s->line);
+    }
+    range(s, RANGE_FOR_TEST);
+    write_loop_end(t);
+    if (s->flags & STMT_BROKEN)
+        label(e);
 }
 
 void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, std::uint32_t brace_line,

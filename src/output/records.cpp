@@ -85,9 +85,38 @@ namespace {
 
 std::uint16_t literal_attribute() { return strict_ansi ? 0 : ATTR_CONST; }
 
+// A leaf of a substituted counter: the part of its known value that the
+// leaf reads (all of it, or the low bytes of a narrowed read), as a
+// constant of the leaf's type.
+std::uint32_t substituted_value(const Node *n)
+{
+    const Symbol *s = n->symbol;
+    std::int32_t whole = type_size(s->type), part = type_size(n->type);
+    std::uint32_t v = s->const_value->value;
+    std::int32_t below = whole - part - static_cast<std::int32_t>(n->value);  // bytes after the part, big-endian
+    if (below > 0 && below < 4 && part >= 1 && part < 4)
+        v >>= 8 * below;
+    // Written as constants of the type are: sign-extended when signed.
+    if (part == 1 || part == 2) {
+        unsigned bits = 8u * static_cast<unsigned>(part);
+        v &= (1u << bits) - 1;
+        if (!(n->type->kind & KIND_UNSIGNED_BIT) && (v >> (bits - 1)))
+            v |= ~((1u << bits) - 1);
+    }
+    return v;
+}
+
 void put_leaf(const Node *n)
 {
     put_byte(0);
+    if ((n->leaf & LEAF_SYMBOL) && (n->symbol->flags & SYM_SUBSTITUTED)) {
+        put_type_ref(n->type, 0);
+        put_zeros(3);
+        put_word(substituted_value(n));
+        put_byte(0);
+        put_byte(0);
+        return;
+    }
     if (n->leaf & LEAF_SYMBOL) {
         const Symbol *s = n->symbol;
         bool reg = s->sclass == SC_REGISTER;

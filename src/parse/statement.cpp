@@ -153,6 +153,8 @@ std::vector<char *> asm_texts;
 // The count of calls returned as a function's value, for the whole unit.
 std::int32_t tail_call_count = 0;
 
+Stmt *single_statement(Stmt *continue_target, Stmt *break_target);
+
 // A message without arguments, kept out of the recursive readers' frames.
 [[gnu::noinline]] void report_plain(const char *message) { report(message); }
 
@@ -569,25 +571,52 @@ Symbol *loop_counter(const Node *step)
     return step->left->symbol;
 }
 
+// What a loop body may hold that the counted-loop conversion must know:
+// taken before the body and compared after it.
+struct BodyMarks {
+    Stmt *switches;       // the function's newest switch
+    Symbol **case_head;   // the enclosing switch's table
+    std::uint32_t cases;  // and its entries
+    bool has_default;
+};
+
+BodyMarks body_marks() { return {function.switches, cases.head, cases.count, cases.has_default}; }
+
 // After the body of a for loop whose increment gave a counter.
 void counted_loop_step(Stmt *loop, LoopRecord *record, std::uint32_t body_stamp, std::int32_t body_operators,
-                       std::uint32_t start, bool calls)
+                       std::uint32_t start, bool calls, const BodyMarks &marks)
 {
     Symbol *counter = record->counter;
     bool converted = false;
+    // A case label of an enclosing switch inside the body is a way into
+    // the middle of the loop, past the start that takes the count.
+    bool entered = cases.head && cases.head == marks.case_head &&
+                   (cases.count != marks.cases || cases.has_default != marks.has_default);
     if (!(loop->body && (loop->body->flags & (STMT_LABELLED | STMT_CASE_LABEL)))) {
         if (counter->use_seq >= body_stamp)
             loop->flags |= STMT_COUNTER_USED;
         if (counter->set_seq >= body_stamp)
             loop->flags |= STMT_COUNTER_SET;
-        if (!calls)
-            converted = convert_counted_loop(loop, record->weight, body_operators, start) &&
+        // A switch in the body has case labels that a second copy would
+        // define again.
+        bool copyable = function.switches == marks.switches;
+        if (!calls && !entered)
+            converted = convert_counted_loop(loop, record->weight, body_operators, start, loop_depth, copyable) &&
                         loop->kind == STMT_COUNTED;
     }
     if (converted) {
         lower_refs(counter, static_cast<unsigned>(2 * loop_depth + 1));
-        if (counter->refs == 0)
+        // The final value assignment behind the loop still stores to the
+        // counter: without storage it would store to nothing.
+        bool final_store = !loop->step && loop->next;
+        if (counter->refs == 0 && !final_store)
             counter->flags &= ~SYM_USED;
+        if (loop->flags & STMT_UNROLL) {
+            std::int64_t copies = loop->expr->value;
+            std::int64_t cost = body_operators > 0 ? body_operators : 1;
+            std::int64_t grown = operator_count + (copies - 1) * cost;
+            operator_count = static_cast<std::int32_t>(grown < INT32_MAX ? grown : INT32_MAX);
+        }
     }
     if (!converted || (loop->flags & STMT_UNROLL))
         lower_enclosing_weights();
@@ -725,12 +754,12 @@ constexpr std::uint16_t KW_BREAK = 129, KW_CASE = 130, KW_CONTINUE = 133, KW_DEF
     s->expr = read_test(s, "missing if test expression", "invalid if test type");
     expect(TK_RPAREN);
     Node *before = known_values_mark();
-    s->body = parse_statement(continue_target, break_target, nullptr);
+    s->body = single_statement(continue_target, break_target);
     Node *after_then = known_values_mark();
     Node *after_else = before;
     if (next_token()->code == KW_ELSE) {
         restore_known_values(before);
-        s->other = parse_statement(continue_target, break_target, nullptr);
+        s->other = single_statement(continue_target, break_target);
         after_else = known_values_mark();
     } else {
         push_back_token();
@@ -749,6 +778,33 @@ constexpr std::uint16_t KW_BREAK = 129, KW_CASE = 130, KW_CONTINUE = 133, KW_DEF
     if ((s->body->flags & STMT_LABELLED) || (s->other && (s->other->flags & STMT_LABELLED)))
         s->flags |= STMT_LABELLED;
     return s;
+}
+
+// A statement read where one statement stands (a branch, a loop or switch
+// body) that brought others behind it (a counted loop's final value
+// assignment) becomes a block of them, so that none is lost.
+Stmt *single_statement(Stmt *continue_target, Stmt *break_target)
+{
+    Stmt *s = parse_statement(continue_target, break_target, nullptr);
+    if (!s->next)
+        return s;
+    Stmt *block = new_stmt(STMT_BLOCK);
+    Stmt *last = s;
+    while (last->next)
+        last = last->next;
+    block->body = s;
+    block->locals = nullptr;
+    block->other = nullptr;
+    block->source = s->source;
+    block->file_name = s->file_name;
+    block->line = s->line;
+    block->column = s->column;
+    block->end_line = last->end_line;
+    block->end_column = last->end_column;
+    block->flags = static_cast<std::uint16_t>(s->flags & STMT_LABELLED);
+    *function.blocks_tail = block;
+    function.blocks_tail = &block->other;
+    return block;
 }
 
 bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_INSIDE); }
@@ -771,7 +827,8 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     // what the test and the increment did before.
     std::uint32_t body_stamp = ++sequence_counter;
     std::int32_t operators = operator_count;
-    s->body = parse_statement(s, s, nullptr);
+    BodyMarks marks = body_marks();
+    s->body = single_statement(s, s);
     set_end(s);
     LoopEffects body = effects_since(before);
     bool body_calls = body.calls != 0;
@@ -782,7 +839,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
                 s = hoist_invariants(s, start, body, loop_depth > 1);
             if (Symbol *counter = loop_counter(s->step)) {
                 loops->counter = counter;
-                counted_loop_step(s, loops, body_stamp, operator_count - operators, start, body_calls);
+                counted_loop_step(s, loops, body_stamp, operator_count - operators, start, body_calls, marks);
                 counted = true;
             }
         }
@@ -798,6 +855,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     else if (s->kind == STMT_FOR && (!s->expr || is_nonzero_constant(s->expr)) && !leaves(s))
         s->flags |= STMT_NO_FALL;
     forget_known_values();
+    record_unrolled_final_value(s);
     return s;
 }
 
@@ -808,7 +866,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     forget_known_values();
     std::uint32_t start = sequence_counter;
     LoopEffects before = effects_so_far();
-    s->body = parse_statement(s, s, nullptr);
+    s->body = single_statement(s, s);
     expect(KW_WHILE);
     Token *open = expect(TK_LPAREN);
     s->line2 = open->line;
@@ -865,7 +923,8 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     // what the test and the increment did before.
     std::uint32_t body_stamp = ++sequence_counter;
     std::int32_t operators = operator_count;
-    s->body = parse_statement(s, s, nullptr);
+    BodyMarks marks = body_marks();
+    s->body = single_statement(s, s);
     set_end(s);
     LoopEffects body = effects_since(before);
     bool body_calls = body.calls != 0;
@@ -874,13 +933,14 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     if (s->init && s->expr && loop_test(s->init, s->expr) == 2)
         s = hoist_invariants(s, start, body, loop_depth > 1);
     if (counter) {
-        counted_loop_step(s, loops, body_stamp, operator_count - operators, start, body_calls);
+        counted_loop_step(s, loops, body_stamp, operator_count - operators, start, body_calls, marks);
         pop_loop();
     }
     if ((!s->expr || is_nonzero_constant(s->expr)) && !leaves(s) && s->kind == STMT_FOR)
         s->flags |= STMT_NO_FALL;
     --loop_depth;
     forget_known_values();
+    record_unrolled_final_value(s);
     return s;
 }
 
@@ -952,7 +1012,7 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     cases.head = cases.tail = &s->cases;
     cases.serial = ++switch_serial;
     cases.conversion = case_conversion(s->expr ? s->expr->type : nullptr);
-    s->body = parse_statement(continue_target, s, nullptr);
+    s->body = single_statement(continue_target, s);
     if (s->body->flags & STMT_LABELLED)
         s->flags |= STMT_LABELLED;
     forget_known_values();

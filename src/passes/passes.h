@@ -17,10 +17,17 @@ void expand_inline_calls(Node **slot, Stmt *from_statement, bool value_used);
 // the value the initialization `init` gives, 1 when it is known not to,
 // 0 when it cannot be told.
 int loop_test(Node *init, Node *condition);
-// Body preparation: a for loop offered for the counted-loop conversion.
-// Not built yet: the loop stays a for loop; false.
+// Body preparation: a for loop offered for the counted-loop conversion,
+// with its loop record's weight, the operators read in its body, its
+// start stamp, the loop depth around it and whether its body may be
+// written more than once (it holds no switch). True when the loop became a
+// counted loop (kind 176; flag 0x400 when it is to be unrolled); a final
+// value assignment may then stand behind it as its `next`.
 bool convert_counted_loop(Stmt *loop, std::uint16_t weight, std::int32_t body_operators,
-                          std::uint32_t start_stamp);
+                          std::uint32_t start_stamp, std::int32_t depth, bool copyable);
+// The value an unrolled counted loop leaves in its counter, recorded as
+// the counter's known value (not under -cp).
+void record_unrolled_final_value(const Stmt *loop);
 // Body preparation: the frame layout of every reachable block's locals
 // ("%.*s undefined" for names a body used without declaring them). Final
 // folding, dead code and switch simplification are not built yet.

@@ -10,6 +10,7 @@
 #include "lexer/pptoken.h"
 #include "model/types.h"
 #include "output/emit.h"
+#include "preproc/pragma.h"
 #include "passes/passes.h"
 #include "sema/check.h"
 #include "sema/fold.h"
@@ -120,14 +121,284 @@ int loop_test(Node *init, Node *condition)
     return folded->value ? 2 : 1;
 }
 
-bool convert_counted_loop(Stmt *loop, std::uint16_t weight, std::int32_t body_operators, std::uint32_t start_stamp)
+namespace {
+
+// The values an integer object of type t can hold; false for types that
+// cannot count.
+bool counter_range(const Type *t, std::int64_t *low, std::int64_t *high)
 {
-    // Not built yet: every for loop stays a for loop.
-    (void)loop;
-    (void)weight;
-    (void)body_operators;
-    (void)start_stamp;
+    if (!t || !is_integer_kind(t->kind) || is_bitfield_kind(t->kind))
+        return false;
+    std::int32_t size = type_size(t);
+    if (size < 1 || size > 4)
+        return false;
+    unsigned bits = 8u * static_cast<unsigned>(size);
+    if (t->kind & KIND_UNSIGNED_BIT) {
+        *low = 0;
+        *high = (std::int64_t{1} << bits) - 1;
+    } else {
+        *low = -(std::int64_t{1} << (bits - 1));
+        *high = (std::int64_t{1} << (bits - 1)) - 1;
+    }
+    return true;
+}
+
+// An integer constant's value read in type t.
+std::int64_t value_in(const Node *c, const Type *t)
+{
+    std::int32_t size = type_size(t);
+    unsigned bits = size >= 1 && size <= 4 ? 8u * static_cast<unsigned>(size) : 32u;
+    std::uint64_t v = c->value;
+    if (bits < 32)
+        v &= (std::uint64_t{1} << bits) - 1;
+    if (!(t->kind & KIND_UNSIGNED_BIT) && (v >> (bits - 1)) & 1)
+        return static_cast<std::int64_t>(v) - (std::int64_t{1} << bits);
+    return static_cast<std::int64_t>(v);
+}
+
+bool reads_symbol(const Node *n, const Symbol *s)
+{
+    while (n) {
+        if (n->op == OP_LEAF)
+            return (n->leaf & LEAF_SYMBOL) && n->symbol == s;
+        if (n->op == OP_SEQ)
+            return true;  // statements inside: assume the worst
+        if (n->op == OP_COND && reads_symbol(n->value_node, s))
+            return true;
+        if (n->right && n->op != OP_CAST && !is_unary_op(n->op) && reads_symbol(n->right, s))
+            return true;
+        n = n->left;
+    }
     return false;
+}
+
+// Where the initialization assigns the counter: the slot of that element
+// of its comma chain and the slot of the comma that holds it (null when
+// the element is the whole initialization). False when the counter is
+// touched there in any other way, which moving the assignment could
+// reorder.
+bool find_initial_assignment(Node **init, const Node *var, Node ***element, Node ***parent)
+{
+    *element = *parent = nullptr;
+    if (!*init)
+        return true;
+    struct Item {
+        Node **slot, **parent;
+    };
+    static std::vector<Item> work;
+    work.assign(1, {init, nullptr});
+    while (!work.empty()) {
+        Item item = work.back();
+        work.pop_back();
+        Node *n = *item.slot;
+        if (n->op == OP_COMMA) {
+            work.push_back({&n->right, item.slot});
+            work.push_back({&n->left, item.slot});
+            continue;
+        }
+        if (n->op == OP_ASSIGN && same_tree(n->left, var, true) && !reads_symbol(n->right, var->symbol)) {
+            if (*element)
+                return false;
+            *element = item.slot;
+            *parent = item.parent;
+        } else if (reads_symbol(n, var->symbol)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// A bound that nothing in the loop can change: constants, and variables
+// that are neither volatile nor reached through pointers and were last
+// assigned before the loop, joined by operators without effects.
+bool stable_bound(const Node *n, std::uint32_t start)
+{
+    if (!n)
+        return false;
+    if (n->op == OP_LEAF) {
+        if (!(n->leaf & LEAF_SYMBOL))
+            return true;
+        const Symbol *s = n->symbol;
+        return !(n->flags & NODE_UNION) && !(s->attr & ATTR_VOLATILE) && !(s->flags & SYM_ADDRESSED) &&
+               s->set_seq < start;
+    }
+    switch (n->op) {
+    case OP_CALL:
+    case OP_SEQ:
+    case OP_DEREF:
+    case OP_ASSIGN:
+    case OP_POSTINC:
+    case OP_POSTDEC:
+    case OP_COMMA:
+    case OP_COND:
+        return false;
+    default:
+        break;
+    }
+    if (is_compound_assign_op(n->op))
+        return false;
+    if (!stable_bound(n->left, start))
+        return false;
+    return n->op == OP_CAST || is_unary_op(n->op) || stable_bound(n->right, start);
+}
+
+void lower_symbol_refs(Symbol *s, std::int32_t by)
+{
+    if (by <= 0)
+        return;
+    s->refs = static_cast<std::uint16_t>(s->refs > by ? s->refs - by : 0);
+}
+
+void lower_refs_in(const Node *n, std::int32_t by)
+{
+    while (n) {
+        if (n->op == OP_LEAF) {
+            if (n->leaf & LEAF_SYMBOL)
+                lower_symbol_refs(n->symbol, by);
+            return;
+        }
+        if (n->op == OP_COND)
+            lower_refs_in(n->value_node, by);
+        if (n->op != OP_CAST && !is_unary_op(n->op))
+            lower_refs_in(n->right, by);
+        n = n->left;
+    }
+}
+
+}  // namespace
+
+bool convert_counted_loop(Stmt *loop, std::uint16_t weight, std::int32_t body_operators, std::uint32_t start_stamp,
+                          std::int32_t depth, bool copyable)
+{
+    Node *test = loop->expr, *step = loop->step;
+    if (loop->kind != STMT_FOR || !test || !step || !is_comparison_op(test->op))
+        return false;
+    Node *var = step->left;
+    if (!var || var->op != OP_LEAF || !(var->leaf & LEAF_SYMBOL))
+        return false;
+    Symbol *counter = var->symbol;
+    // The count is taken once, at the start: it stands for the C loop only
+    // while the increment alone moves the counter, once a trip.
+    if ((counter->attr & ATTR_VOLATILE) || (counter->flags & SYM_ADDRESSED) || (loop->flags & STMT_COUNTER_SET))
+        return false;
+    if (!same_tree(test->left, var, true))
+        return false;
+    std::int64_t low, high;
+    if (!counter_range(var->type, &low, &high))
+        return false;
+    Node **assign_slot, **assign_parent;
+    if (!find_initial_assignment(&loop->init, var, &assign_slot, &assign_parent))
+        return false;
+    Node *assign = assign_slot ? *assign_slot : nullptr;
+    bool up = step->op == OP_ADDASG || step->op == OP_POSTINC;
+    Node *bound = test->right;
+    unsigned op = test->op;
+    bool constant = false;
+    std::int64_t n = 0, final_value = 0;
+    Node *count = nullptr;
+    if (assign && is_int_constant(assign->right) && is_int_constant(bound)) {
+        std::int64_t c = value_in(assign->right, var->type), e = value_in(bound, var->type);
+        std::int64_t inclusive = op == OP_LE || op == OP_GE || op == OP_EQ ? 1 : 0;
+        if (op == OP_EQ && e != c)
+            return false;
+        if (up && (op == OP_LT || op == OP_LE || op == OP_NE || op == OP_EQ)) {
+            n = e - c + inclusive;
+            final_value = e + inclusive;
+        } else if (!up && (op == OP_GT || op == OP_GE || op == OP_NE || op == OP_EQ)) {
+            n = c - e + inclusive;
+            final_value = e - inclusive;
+        } else {
+            return false;
+        }
+        // C's counter passes every value from c to the final one. A final
+        // value the counter cannot hold is a C loop that never ends
+        // (u <= 65535u) or wraps around; a negative count is a loop the
+        // test leaves at once, which body preparation removes.
+        std::int64_t count_low, count_high;
+        if (n < 0 || final_value < low || final_value > high || !counter_range(bound->type, &count_low, &count_high) ||
+            n > count_high)
+            return false;
+        constant = true;
+    } else if (up && op == OP_LT && assign && is_int_constant(assign->right) && assign->right->value == 0 &&
+               stable_bound(bound, start_stamp)) {
+        count = bound;
+    } else if (!up && op == OP_NE && is_int_constant(bound) && bound->value == 0 &&
+               (!assign || !is_int_constant(assign->right))) {
+        // The initial value, unless reading it again could differ from
+        // what the kept initialization stored: then the counter holds it.
+        count = assign && same_tree(assign->right, assign->right, true) ? assign->right : copy_tree(var);
+    } else {
+        return false;
+    }
+    // A body that holds no statement still costs a trip: without the floor
+    // an empty loop of any length, and nests of them, would be copied.
+    std::int64_t cost = body_operators > 0 ? body_operators : 1;
+    bool unroll = constant && copyable && !(loop->flags & (STMT_BROKEN | STMT_CONTINUED | STMT_GOTO_INSIDE)) &&
+                  (n == 1 || n * cost <= static_cast<std::int64_t>(unroll_count));
+    if (!unroll && weight > 0)
+        return false;
+    // Counting down from 0 is not a count of no trips everywhere: such a
+    // loop is left to body preparation, which removes it.
+    if (!unroll && constant && n == 0)
+        return false;
+    loop->kind = STMT_COUNTED;
+    if (unroll)
+        loop->flags |= STMT_UNROLL;
+    if (constant) {
+        bound->value = static_cast<std::uint32_t>(n);
+        count = bound;
+    }
+    loop->expr = count;
+    // Only a constant count says what the counter holds after the loop; a
+    // loop that counts something else keeps its counter moving, so that C's
+    // value after it (the bound, or 0 for a bound of 0 or below) is there.
+    if (constant && !(loop->flags & (STMT_BROKEN | STMT_GOTO_INSIDE | STMT_COUNTER_USED))) {
+        if (assign_parent)
+            *assign_parent = (*assign_parent)->left == assign ? (*assign_parent)->right : (*assign_parent)->left;
+        else
+            loop->init = nullptr;
+        assign->right = int_constant(static_cast<std::uint32_t>(final_value), var->type);
+        Stmt *final = new_stmt(STMT_EXPR);
+        final->expr = assign;
+        final->source = loop->source;
+        final->file_name = loop->file_name;
+        final->line = final->end_line = loop->end_line;
+        final->column = final->end_column = loop->end_column;
+        final->next = loop->next;
+        loop->next = final;
+        loop->step = nullptr;
+        lower_symbol_refs(counter, depth < 2 ? 1 : 2 * depth - 1);
+        lower_symbol_refs(counter, 2 * depth + 1);
+    }
+    if (!constant)
+        lower_refs_in(count, 2 * depth);
+    return true;
+}
+
+void record_unrolled_final_value(const Stmt *loop)
+{
+    if (no_const_propagation || loop->kind != STMT_COUNTED || !(loop->flags & STMT_UNROLL))
+        return;
+    if (!loop->step) {
+        // The initialization went behind the loop with the final value.
+        if (loop->next && loop->next->kind == STMT_EXPR && loop->next->expr && loop->next->expr->op == OP_ASSIGN)
+            record_assignment(loop->next->expr);
+        return;
+    }
+    Node *var = loop->step->left;
+    Node **slot, **parent;
+    Node *init = loop->init;
+    if (!find_initial_assignment(&init, var, &slot, &parent) || !slot)
+        return;
+    std::int64_t start = value_in((*slot)->right, var->type);
+    std::int64_t trips = loop->expr->value;
+    bool up = loop->step->op == OP_ADDASG || loop->step->op == OP_POSTINC;
+    Node *a = new_node(OP_ASSIGN);
+    a->left = copy_tree(var);
+    a->right = int_constant(static_cast<std::uint32_t>(up ? start + trips : start - trips), var->type);
+    a->type = var->type;
+    a->value = 0;
+    record_assignment(a);
 }
 
 namespace {

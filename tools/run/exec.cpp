@@ -112,6 +112,7 @@ struct Machine {
     Frame *frame = nullptr;
     std::uintptr_t host_base = 0;
     std::string output;  // buffered standard output of the program
+    std::vector<std::uint64_t> loop_counts;  // trips left in the counted loops of every activation
     bool double_args_are_single = false;  // a library call's floating arguments are 4 bytes (-f, -nw)
 
     Machine(Program &program, const RunOptions &o) : p(program), options(o), mem(program.memory.data()), valid(program.valid.data()) {}
@@ -521,6 +522,9 @@ struct Machine {
         std::uint32_t saved_sp = sp;
         frame = &fr;
         std::size_t pc = 0;
+        // The counts of this activation's counted loops.
+        std::size_t loop_base = loop_counts.size();
+        loop_counts.resize(loop_base + static_cast<std::size_t>(fn.loops));
         for (;;) {
             const Instr &in = fn.instrs[pc];
             fr.instr = &in;
@@ -542,6 +546,7 @@ struct Machine {
             case I_RETURN:
                 frame = saved_frame;
                 sp = saved_sp;
+                loop_counts.resize(loop_base);
                 return;
             case I_NEGATE:
             case I_COMPLEMENT: {
@@ -558,6 +563,24 @@ struct Machine {
                 auto v = static_cast<std::uint64_t>(norm(n, load(object, addr)));
                 store(object, addr, norm(n, in.kind == I_NEGATE ? std::uint64_t{0} - v : ~v));
                 ++pc;
+                break;
+            }
+            case I_LOOP_START: {
+                // The count is read once, in its own type: a count of 0, or
+                // a signed count below 0, runs the body no time at all.
+                const Node &n = fn.nodes[static_cast<std::size_t>(in.expr)];
+                std::int64_t count = is_floating(n.type) ? 0 : norm(n, eval(fn, in.expr));
+                if (count <= 0) {
+                    pc = static_cast<std::size_t>(in.target);
+                    break;
+                }
+                loop_counts[loop_base + static_cast<std::size_t>(in.expr2)] = static_cast<std::uint64_t>(count);
+                ++pc;
+                break;
+            }
+            case I_LOOP_END: {
+                std::uint64_t &left = loop_counts[loop_base + static_cast<std::size_t>(in.expr2)];
+                pc = --left != 0 ? static_cast<std::size_t>(in.target) : pc + 1;
                 break;
             }
             case I_SWITCH: {

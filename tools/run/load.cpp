@@ -406,6 +406,7 @@ bool Loader::load_unit(int unit)
     bool in_run = false;     // a REC_BYTES run continues
     SwitchTable *table = nullptr;
     std::vector<std::pair<std::uint32_t, std::int32_t>> labels;  // label, instruction
+    std::vector<std::pair<std::uint32_t, std::int32_t>> loop_ends;  // label, instruction
 
     auto add_instr = [&](std::uint8_t kind) -> Instr & {
         f->instrs.push_back({});
@@ -571,6 +572,41 @@ bool Loader::load_unit(int unit)
                     i.target = (it - 1)->second;
                 }
             }
+            // Each loop start is paired with the end of the same label after
+            // it: the start skips past the end when the count gives no trip,
+            // the end goes back behind the start while trips remain. Each
+            // pair has a slot of its own for the count.
+            f->loops = 0;
+            loop_ends.clear();
+            for (std::size_t k = 0; k < f->instrs.size(); ++k)
+                if (f->instrs[k].kind == I_LOOP_END)
+                    loop_ends.push_back({f->instrs[k].label, static_cast<std::int32_t>(k)});
+            std::stable_sort(loop_ends.begin(), loop_ends.end(),
+                             [](const auto &x, const auto &y) { return x.first < y.first; });
+            for (std::size_t k = 0; k < f->instrs.size(); ++k) {
+                Instr &i = f->instrs[k];
+                if (i.kind != I_LOOP_START)
+                    continue;
+                auto it = std::lower_bound(loop_ends.begin(), loop_ends.end(), i.label,
+                                           [](const auto &x, std::uint32_t l) { return x.first < l; });
+                while (it != loop_ends.end() && it->first == i.label && it->second < static_cast<std::int32_t>(k))
+                    ++it;
+                if (it == loop_ends.end() || it->first != i.label || f->instrs[static_cast<std::size_t>(it->second)].expr2 >= 0) {
+                    std::string m = "loop start at offset ";
+                    ir::put_offset(m, i.offset);
+                    return fail(m + " has no loop end in function " + f->name);
+                }
+                Instr &end = f->instrs[static_cast<std::size_t>(it->second)];
+                i.expr2 = end.expr2 = f->loops++;
+                i.target = it->second + 1;
+                end.target = static_cast<std::int32_t>(k) + 1;
+            }
+            for (const Instr &i : f->instrs)
+                if (i.kind == I_LOOP_END && i.expr2 < 0) {
+                    std::string m = "loop end at offset ";
+                    ir::put_offset(m, i.offset);
+                    return fail(m + " has no loop start in function " + f->name);
+                }
             for (SwitchTable &t : f->tables) {
                 if (!target(t.default_label, f->def_offset, t.default_target))
                     return false;
@@ -708,22 +744,30 @@ bool Loader::load_unit(int unit)
             if (!table) return fail_here("outside a case table");
             table = nullptr;
             break;
-        case ir::REC_LOOP:
+        case ir::REC_LOOP: {
+            if (!statement) return fail_here("outside a function");
+            unsigned label = r.half();
+            std::size_t b = r.pos;
+            unsigned start = r.byte();
+            if (start == 1) {
+                std::int32_t e = expression(r, *f, unit);
+                if (e < 0 || r.failed())
+                    break;
+                Instr &i = add_instr(I_LOOP_START);
+                i.label = label;
+                i.expr = e;
+            } else if (start == 0) {
+                add_instr(I_LOOP_END).label = label;
+            } else {
+                r.fail("loop byte " + std::to_string(start) + " (neither 0 nor 1)", b);
+            }
+            break;
+        }
         case ir::REC_ASM:
         case ir::REC_ASM_ARGS:
         case ir::REC_ASM_TEXT: {
             // Decoded for their length, refused when they are reached.
-            if (code == ir::REC_LOOP) {
-                r.half();
-                std::size_t b = r.pos;
-                unsigned start = r.byte();
-                if (start == 1) {
-                    if (statement && expression(r, *f, unit) < 0)
-                        break;
-                } else if (start != 0) {
-                    r.fail("loop byte " + std::to_string(start) + " (neither 0 nor 1)", b);
-                }
-            } else if (code == ir::REC_ASM_TEXT) {
+            if (code == ir::REC_ASM_TEXT) {
                 r.bytes(r.byte());
             } else {
                 if (!statement) return fail_here("outside a function");

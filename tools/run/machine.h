@@ -58,6 +58,11 @@ enum : std::uint8_t { COMPARE_UNSIGNED = 1, COMPARE_FLOAT = 2 };
 
 enum : std::uint8_t {
     I_EVAL, I_JUMP, I_BRANCH, I_RETURN, I_NEGATE, I_COMPLEMENT, I_SWITCH, I_REFUSED,
+    // A counted loop: the start takes the count (expr) into the slot expr2
+    // and goes to target (past the end) when it gives no trip; the end
+    // counts one trip down and goes to target (behind the start) while
+    // trips remain.
+    I_LOOP_START, I_LOOP_END,
 };
 
 struct Instr {
@@ -95,6 +100,7 @@ struct Function {
     std::vector<Instr> instrs;
     std::vector<SwitchTable> tables;
     std::uint32_t def_offset;
+    std::int32_t loops = 0;       // count slots of its counted loops
 };
 
 // A library function the runner provides itself.
