@@ -1239,6 +1239,7 @@ void statements_begin_function()
     function.blocks = nullptr;
     function.blocks_tail = &function.blocks;
     function.switches = nullptr;
+    function.retired_cases = nullptr;
     function.tail_calls = 0;
 }
 

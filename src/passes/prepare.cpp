@@ -93,52 +93,6 @@ void fold_expressions(Stmt *s)
 }
 
 
-// Whether a statement about to be dropped holds a label that a jump may
-// still reach: a named label, or a case or default label of a switch
-// around it (those of a switch inside the statement go with it).
-bool holds_reachable_label(const Stmt *stmt)
-{
-    struct Item {
-        const Stmt *s;
-        bool inner_switch;
-    };
-    static std::vector<Item> stack;
-    stack.clear();
-    stack.push_back({stmt, false});
-    while (!stack.empty()) {
-        Item item = stack.back();
-        stack.pop_back();
-        for (const Stmt *s = item.s; s; s = nullptr) {
-            if (s->flags & STMT_LABELLED)
-                return true;
-            if ((s->flags & STMT_CASE_LABEL) && !item.inner_switch)
-                return true;
-            bool inner = item.inner_switch || s->kind == STMT_SWITCH;
-            switch (s->kind) {
-            case STMT_BLOCK:
-                for (const Stmt *t = s->body; t; t = t->next)
-                    stack.push_back({t, inner});
-                break;
-            case STMT_IF:
-                stack.push_back({s->body, inner});
-                stack.push_back({s->other, inner});
-                break;
-            case STMT_PASS:
-            case STMT_DO:
-            case STMT_FOR:
-            case STMT_WHILE:
-            case STMT_SWITCH:
-            case STMT_COUNTED:
-                stack.push_back({s->body, inner});
-                break;
-            default:
-                break;
-            }
-        }
-    }
-    return false;
-}
-
 // A statement that does nothing any more: a pass-through with no
 // expression and no body.
 void make_empty_pass(Stmt *s)
@@ -232,6 +186,25 @@ Stmt *jump_to_entry(Symbol *entry, const Stmt *near)
     return jump;
 }
 
+// A chain of case-table entries kept for recycling with the function.
+void retire_cases(Symbol *first)
+{
+    if (!first)
+        return;
+    Symbol *last = first;
+    while (last->next)
+        last = last->next;
+    last->next = function.retired_cases;
+    function.retired_cases = first;
+}
+
+// The switch becomes another statement: its entries are kept apart.
+void end_switch(Stmt *s)
+{
+    retire_cases(s->cases);
+    s->cases = nullptr;
+}
+
 bool is_unsigned_selector(const Node *selector)
 {
     unsigned kind = selector->type->kind;
@@ -274,6 +247,7 @@ void simplify_switch(Stmt *s)
     }
     bool effects = !same_tree(selector, selector, true);
     if (count == 0) {
+        end_switch(s);
         s->kind = STMT_PASS;
         s->expr = effects ? selector : nullptr;
         s->other = nullptr;
@@ -284,6 +258,7 @@ void simplify_switch(Stmt *s)
         if (!target) {
             if (labelled)
                 return;
+            end_switch(s);
             s->kind = STMT_EXPR;
             s->expr = nullptr;
             s->body = nullptr;
@@ -293,6 +268,7 @@ void simplify_switch(Stmt *s)
         if (!block) {
             if (target->statement != s->body)
                 return;
+            end_switch(s);
             s->kind = STMT_PASS;
             s->expr = nullptr;
             s->other = nullptr;
@@ -310,6 +286,7 @@ void simplify_switch(Stmt *s)
             else if (t->kind == STMT_BREAK)
                 marking = true;
         }
+        end_switch(s);
         s->kind = STMT_PASS;
         s->expr = nullptr;
         s->other = nullptr;
@@ -328,6 +305,8 @@ void simplify_switch(Stmt *s)
                 else
                     default_entry = nullptr;
                 *link = c->next;
+                c->next = nullptr;
+                retire_cases(c);
             } else {
                 link = &c->next;
             }
@@ -336,6 +315,7 @@ void simplify_switch(Stmt *s)
     if (count == 0 && !default_entry) {
         if (labelled)
             return;
+        end_switch(s);
         s->kind = STMT_EXPR;
         s->expr = effects ? selector : nullptr;
         s->body = nullptr;
@@ -360,6 +340,7 @@ void simplify_switch(Stmt *s)
         jump->next = block->body;
         block->body = jump;
     }
+    end_switch(s);
     s->kind = STMT_IF;
     s->expr = test;
     s->other = otherwise;
