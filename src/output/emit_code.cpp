@@ -222,8 +222,22 @@ Type *switch_value_type(Type *t)
             label(e);
         return;
     }
-    if (test && test->value == 0)
+    if (test && test->value == 0 && !holds_reachable_label(s->body))
         return;  // the loop never runs: its initialization was all
+    if (test && test->value == 0) {
+        // A jump reaches a label in the body: entered that way the body
+        // runs, then the step, and the test ends the loop.
+        unsigned e = new_label(), c = new_label();
+        write_jump(e);
+        emit_statement(s->body, c, e);
+        label(c, s->line, true);
+        if (s->step) {
+            range(s, RANGE_FOR_STEP);
+            emit_expression_statement(s->step);
+        }
+        label(e);
+        return;
+    }
     label(t, s->body ? s->body->line : s->line);
     unsigned c = s->step ? new_label() : t;
     emit_statement(s->body, c, b);
@@ -243,6 +257,18 @@ Type *switch_value_type(Type *t)
 [[gnu::noinline]] void emit_while(const Stmt *s)
 {
     unsigned t = new_label(), c = new_label();
+    if (is_constant_test(s->expr) && s->expr->value == 0) {
+        // Kept only because a jump reaches a label inside: entered from
+        // the top the loop does nothing, entered by the jump its body runs
+        // once and the test ends it.
+        unsigned e = new_label();
+        write_jump(c);
+        emit_statement(s->body, c, e);
+        label(c, s->line, true);
+        if (s->flags & STMT_BROKEN)
+            label(e);
+        return;
+    }
     if (is_constant_test(s->expr)) {
         label(t, s->body ? s->body->line : s->line);
         emit_statement(s->body, t, c);

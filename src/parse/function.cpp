@@ -444,7 +444,10 @@ void recycle_function()
     release_symbols(label_list, nullptr);
     label_list = nullptr;
     for (Stmt *s = function.switches; s; s = s->next_switch)
-        release_symbols(s->cases, nullptr);
+        if (s->kind == STMT_SWITCH)
+            release_symbols(s->cases, nullptr);
+    release_symbols(function.retired_cases, nullptr);
+    function.retired_cases = nullptr;
     for (Stmt *b = function.blocks; b; b = b->other)
         release_symbols(b->locals, nullptr);
     release_dropped_tags();

@@ -1299,6 +1299,7 @@ void statements_begin_function()
     function.blocks = nullptr;
     function.blocks_tail = &function.blocks;
     function.switches = nullptr;
+    function.retired_cases = nullptr;
     function.tail_calls = 0;
 }
 

@@ -93,6 +93,260 @@ void fold_expressions(Stmt *s)
     }
 }
 
+
+// A statement that does nothing any more: a pass-through with no
+// expression and no body.
+void make_empty_pass(Stmt *s)
+{
+    s->kind = STMT_PASS;
+    s->expr = nullptr;
+    s->body = nullptr;
+    s->other = nullptr;
+}
+
+// An expression statement: the store of a local's initialization that
+// nothing ever reads is dropped (the value, with its effects, stays); an
+// assignment in front of a while loop becomes the loop's initialization;
+// otherwise the expression is folded.
+void prepare_expression_statement(Stmt *s)
+{
+    Node *e = s->expr;
+    if (!e)
+        return;
+    if (e->op == OP_ASSIGN && e->left->op == OP_LEAF && (e->left->leaf & (LEAF_INIT | LEAF_SYMBOL)) == (LEAF_INIT | LEAF_SYMBOL) &&
+        !(e->left->symbol->flags & SYM_USED) && !(e->left->symbol->attr & ATTR_VOLATILE)) {
+        s->expr = e->right;
+        narrow(&s->expr, 0);
+        return;
+    }
+    Stmt *next = s->next;
+    if (e->op == OP_ASSIGN && next && next->kind == STMT_WHILE && !(next->flags & (STMT_CASE_LABEL | STMT_LABELLED)) &&
+        !(next->flags & STMT_UNREACHABLE)) {
+        next->kind = STMT_FOR;
+        next->init = e;
+        next->step = nullptr;
+        next->line2 = next->line3 = next->line;
+        next->column2 = next->column3 = next->column;
+        s->expr = nullptr;
+        return;
+    }
+    narrow(&s->expr, 0);
+}
+
+// A for loop: its parts folded; a test known to hold on entry marked, one
+// known to fail on entry makes the loop nothing but its initialization.
+// True when the body is still to be walked.
+bool prepare_for(Stmt *s)
+{
+    if (s->init)
+        narrow(&s->init, 0);
+    if (s->expr)
+        narrow(&s->expr, 0);
+    bool labelled = holds_reachable_label(s->body);
+    if (s->expr && s->init) {
+        const Node *init = last_expression(s->init);
+        if ((s->flags & STMT_TEST_CONSTANT) && init && init->op == OP_ASSIGN && is_int_constant(init->right)) {
+            s->expr->flags |= NODE_TEST_HOLDS;
+        } else {
+            int known = loop_test(s->init, s->expr);
+            if (known == 2)
+                s->expr->flags |= NODE_TEST_HOLDS;
+            else if (known == 1 && !labelled)
+                s->expr = int_constant(0, &type_int);
+        }
+    }
+    if (s->expr && is_int_constant(s->expr) && s->expr->value == 0 && !labelled) {
+        Node *init = s->init;
+        if (init) {
+            s->kind = STMT_EXPR;
+            s->expr = init;
+            s->body = nullptr;
+            s->other = nullptr;
+            s->step = nullptr;
+        } else {
+            make_empty_pass(s);
+        }
+        return false;
+    }
+    if (s->step)
+        narrow(&s->step, 0);
+    return true;
+}
+
+// A jump to the statement that carries a case-table entry, made to stand
+// in front of a simplified switch's body.
+Stmt *jump_to_entry(Symbol *entry, const Stmt *near)
+{
+    Stmt *jump = new_stmt(STMT_GOTO);
+    jump->label = entry;
+    jump->source = near->source;
+    jump->file_name = near->file_name;
+    jump->line = jump->end_line = near->line;
+    jump->column = jump->end_column = near->column;
+    jump->flags |= STMT_EMPTY_RETURN;  // no source range of its own
+    return jump;
+}
+
+// A chain of case-table entries kept for recycling with the function.
+void retire_cases(Symbol *first)
+{
+    if (!first)
+        return;
+    Symbol *last = first;
+    while (last->next)
+        last = last->next;
+    last->next = function.retired_cases;
+    function.retired_cases = first;
+}
+
+// The switch becomes another statement: its entries are kept apart.
+void end_switch(Stmt *s)
+{
+    retire_cases(s->cases);
+    s->cases = nullptr;
+}
+
+bool is_unsigned_selector(const Node *selector)
+{
+    unsigned kind = selector->type->kind;
+    return kind == KIND_POINTER || (kind & KIND_UNSIGNED_BIT);
+}
+
+// A switch after its body was walked: the statements no case reaches go;
+// a constant selector jumps straight to its case; case entries that only
+// break go when no default would take their values; a switch left with
+// no case becomes its selector's evaluation, and one left with one case
+// an if. A switch whose body holds a named label is left as it is where
+// simplifying would drop statements a jump may reach.
+void simplify_switch(Stmt *s)
+{
+    if (!s->expr)
+        return;
+    Node *selector = s->expr;
+    Stmt *block = s->body && s->body->kind == STMT_BLOCK ? s->body : nullptr;
+    bool labelled = (s->flags & STMT_LABELLED) || (s->body && (s->body->flags & STMT_LABELLED));
+    bool constant = is_int_constant(selector);
+    bool is_unsigned = is_unsigned_selector(selector);
+    Symbol *selected = nullptr, *default_entry = nullptr;
+    std::uint32_t count = 0;
+    for (Symbol *c = s->cases; c; c = c->next) {
+        if (c->sclass == SC_DEFAULT) {
+            default_entry = c;
+            continue;
+        }
+        ++count;
+        if (is_unsigned && static_cast<std::int32_t>(c->value) < 0)
+            constant = false;
+        if (constant && c->value == selector->value && !selected)
+            selected = c;
+    }
+    // Statements in front of the first label of the body: no case reaches
+    // them.
+    if (block) {
+        for (Stmt *t = block->body; t && !(t->flags & (STMT_CASE_LABEL | STMT_LABELLED)); t = t->next)
+            t->flags |= STMT_UNREACHABLE;
+    }
+    bool effects = !same_tree(selector, selector, true);
+    if (count == 0) {
+        end_switch(s);
+        s->kind = STMT_PASS;
+        s->expr = effects ? selector : nullptr;
+        s->other = nullptr;
+        return;
+    }
+    if (constant) {
+        Symbol *target = selected ? selected : default_entry;
+        if (!target) {
+            if (labelled)
+                return;
+            end_switch(s);
+            s->kind = STMT_EXPR;
+            s->expr = nullptr;
+            s->body = nullptr;
+            s->other = nullptr;
+            return;
+        }
+        if (!block) {
+            if (target->statement != s->body)
+                return;
+            end_switch(s);
+            s->kind = STMT_PASS;
+            s->expr = nullptr;
+            s->other = nullptr;
+            return;
+        }
+        Stmt *jump = jump_to_entry(target, block->body ? block->body : block);
+        jump->next = block->body;
+        block->body = jump;
+        bool marking = true;
+        for (Stmt *t = jump->next; t; t = t->next) {
+            if (t == target->statement || (t->flags & STMT_LABELLED))
+                marking = false;
+            if (marking)
+                t->flags |= STMT_UNREACHABLE;
+            else if (t->kind == STMT_BREAK)
+                marking = true;
+        }
+        end_switch(s);
+        s->kind = STMT_PASS;
+        s->expr = nullptr;
+        s->other = nullptr;
+        return;
+    }
+    // A case that only breaks leaves the switch as no case would, unless
+    // a default would take its value instead.
+    bool default_breaks = default_entry && default_entry->statement && default_entry->statement->kind == STMT_BREAK;
+    if (!default_entry || default_breaks) {
+        Symbol **link = &s->cases;
+        while (*link) {
+            Symbol *c = *link;
+            if (c->statement && c->statement->kind == STMT_BREAK) {
+                if (c->sclass == SC_CASE)
+                    --count;
+                else
+                    default_entry = nullptr;
+                *link = c->next;
+                c->next = nullptr;
+                retire_cases(c);
+            } else {
+                link = &c->next;
+            }
+        }
+    }
+    if (count == 0 && !default_entry) {
+        if (labelled)
+            return;
+        end_switch(s);
+        s->kind = STMT_EXPR;
+        s->expr = effects ? selector : nullptr;
+        s->body = nullptr;
+        s->other = nullptr;
+        return;
+    }
+    if (count != 1 || selector->op == OP_SEQ)
+        return;
+    Symbol *only = nullptr;
+    for (Symbol *c = s->cases; c; c = c->next)
+        if (c->sclass == SC_CASE)
+            only = c;
+    if (!block && only->statement != s->body)
+        return;
+    Node *test = new_node(OP_EQ);
+    test->left = selector;
+    test->right = int_constant(only->value, is_unsigned ? &type_uint : &type_int);
+    test = check_binary(test);
+    Stmt *otherwise = default_entry ? jump_to_entry(default_entry, s) : nullptr;
+    if (block) {
+        Stmt *jump = jump_to_entry(only, block->body ? block->body : block);
+        jump->next = block->body;
+        block->body = jump;
+    }
+    end_switch(s);
+    s->kind = STMT_IF;
+    s->expr = test;
+    s->other = otherwise;
+}
+
 }  // namespace
 
 int loop_test(Node *init, Node *condition)
@@ -493,16 +747,15 @@ void begin_frame()
 
 void prepare_statement(Stmt *stmt)
 {
-    // The walk reaches every block to lay out its locals and passes every
-    // expression through the final folding. The removal of dead branches
-    // and the simplification of switches are not built yet: the statements
-    // stay as they were read.
-    // A block's end puts back the frame offset and the pending hole of its
-    // start: a hole left by the block's own alignment lies inside the
-    // space its siblings reuse, so it must not outlive the block.
+    // The walk folds every expression, removes what constant conditions
+    // make dead, simplifies switches and lays out the locals of every
+    // block it reaches. A block's end puts back the frame offset and the
+    // pending hole of its start: a hole left by the block's own alignment
+    // lies inside the space its siblings reuse, so it must not outlive the
+    // block. A switch is simplified once its body has been walked.
     struct Item {
         Stmt *s;
-        std::int32_t restore;  // a block's frame offset to return to, or 1
+        std::int32_t restore;  // a block's frame offset to return to; 1: walk s; 2: simplify switch s
         std::int32_t hole;     // with it, the hole pending at the block's start
     };
     std::vector<Item> work{{stmt, 1, 0}};
@@ -515,10 +768,16 @@ void prepare_statement(Stmt *stmt)
             continue;
         }
         Stmt *s = item.s;
+        if (item.restore == 2) {
+            simplify_switch(s);
+            continue;
+        }
         if (!s || (s->flags & STMT_UNREACHABLE))
             continue;
-        fold_expressions(s);
         switch (s->kind) {
+        case STMT_EXPR:
+            prepare_expression_statement(s);
+            break;
         case STMT_BLOCK:
             work.push_back({nullptr, frame_offset, pending_hole});
             lay_out_locals(s);
@@ -534,18 +793,52 @@ void prepare_statement(Stmt *stmt)
             }
             break;
         case STMT_IF:
+            narrow(&s->expr, 0);
+            if (is_int_constant(s->expr)) {
+                // The branch the constant does not select goes, unless a
+                // jump may still reach a label inside it.
+                bool then_taken = s->expr->value != 0;
+                Stmt *dropped = then_taken ? s->other : s->body;
+                if (!dropped || !holds_reachable_label(dropped)) {
+                    Stmt *kept = then_taken ? s->body : s->other;
+                    s->kind = STMT_PASS;
+                    s->expr = nullptr;
+                    s->body = kept;
+                    s->other = nullptr;
+                    work.push_back({kept, 1, 0});
+                    break;
+                }
+            }
             work.push_back({s->other, 1, 0});
             work.push_back({s->body, 1, 0});
             break;
-        case STMT_PASS:
-        case STMT_DO:
-        case STMT_FOR:
         case STMT_WHILE:
+            narrow(&s->expr, 0);
+            if (is_int_constant(s->expr) && s->expr->value == 0 && !holds_reachable_label(s->body)) {
+                make_empty_pass(s);
+                break;
+            }
+            work.push_back({s->body, 1, 0});
+            break;
+        case STMT_FOR:
+            if (prepare_for(s))
+                work.push_back({s->body, 1, 0});
+            break;
         case STMT_SWITCH:
+            widen_switch_selector(s);
+            if (s->expr)
+                narrow(&s->expr, 0);
+            work.push_back({s, 2, 0});
+            work.push_back({s->body, 1, 0});
+            break;
+        case STMT_DO:
+        case STMT_PASS:
         case STMT_COUNTED:
+            fold_expressions(s);
             work.push_back({s->body, 1, 0});
             break;
         default:
+            fold_expressions(s);
             break;
         }
     }

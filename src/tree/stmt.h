@@ -97,11 +97,21 @@ struct FunctionState {
     Stmt *blocks;
     Stmt **blocks_tail;
     Stmt *switches;
+    // The case-table entries of switches that body preparation simplified
+    // into other statements (or entries it dropped), kept until the
+    // function's records are recycled.
+    Symbol *retired_cases;
     Type *result;
     std::uint16_t attr;
     std::int32_t tail_calls;
 };
 extern FunctionState function;
+
+// Whether a statement holds a label that a jump may reach from outside
+// it: a named label, or a case or default label of a switch around it
+// (those of a switch inside the statement belong to that switch). A
+// statement that does holds may not be dropped as dead.
+bool holds_reachable_label(const Stmt *stmt);
 
 // The statement printer: one statement per line, indented two blanks per
 // level of nesting (format at the top of src/tree/stmt_dump.cpp).
