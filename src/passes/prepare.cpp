@@ -66,6 +66,7 @@ void fold_expressions(Stmt *s)
             narrow(&s->expr, 0);
         break;
     case STMT_FOR:
+    case STMT_COUNTED:
         if (s->init)
             narrow(&s->init, 0);
         if (s->expr)
