@@ -162,7 +162,7 @@ void add_offset(Node **link, std::uint32_t bytes)
 
 // The bit-field unit of a read narrowed to the smallest unit that holds
 // the field; `shift(bytes)` moves the read's address.
-template <typename Shift> void narrow_bit_unit(Node *n, bool is_volatile, Shift shift)
+template <typename Shift> [[gnu::noinline]] void narrow_bit_unit(Node *n, bool is_volatile, Shift shift)
 {
     unsigned o = n->type->bit_offset, w = n->type->bit_width;
     auto set = [&](unsigned kind, unsigned offset) {
@@ -195,7 +195,7 @@ template <typename Shift> void narrow_bit_unit(Node *n, bool is_volatile, Shift 
 
 void narrow_node(Node **link, unsigned want);
 
-void report_zero_divisor(const Node *leaf)
+[[gnu::noinline]] void report_zero_divisor(const Node *leaf)
 {
     const SavedPosition *p = zero_divisor_position(leaf);
     const char *message = (leaf->leaf & LEAF_ZERO_MODULUS) ? "zero modulus" : "zero divide";
@@ -222,7 +222,7 @@ void forget_zero_divisor(Node *leaf)
     leaf->leaf &= static_cast<std::uint8_t>(~(LEAF_ZERO_DIVISOR | LEAF_ZERO_MODULUS));
 }
 
-void narrow_leaf(Node *n, unsigned want)
+[[gnu::noinline]] void narrow_leaf(Node *n, unsigned want)
 {
     if (n->leaf & (LEAF_ZERO_DIVISOR | LEAF_ZERO_MODULUS)) {
         report_zero_divisor(n);
@@ -288,7 +288,7 @@ unsigned store_want(const Type *t)
     return 0;
 }
 
-void narrow_call(Node *n)
+[[gnu::noinline]] void narrow_call(Node *n)
 {
     // The arguments are computed whole (or as their own char kind under
     // -nw), each marked so that nothing narrows its type further.
@@ -333,7 +333,7 @@ void narrow_call(Node *n)
     narrow_node(&n->left, 0);
 }
 
-void narrow_deref(Node *n, unsigned want)
+[[gnu::noinline]] void narrow_deref(Node *n, unsigned want)
 {
     unsigned kind = n->type->kind;
     bool is_volatile = is_volatile_deref(n);
@@ -357,7 +357,7 @@ void narrow_deref(Node *n, unsigned want)
     narrow_node(&n->left, 0);
 }
 
-void narrow_shift(Node **link, unsigned want)
+[[gnu::noinline]] void narrow_shift(Node **link, unsigned want)
 {
     Node *n = *link;
     Node *l = n->left;
@@ -433,7 +433,7 @@ void narrow_shift(Node **link, unsigned want)
     retype(n, want);
 }
 
-void narrow_bitwise(Node *n, unsigned want)
+[[gnu::noinline]] void narrow_bitwise(Node *n, unsigned want)
 {
     Node *r = n->right;
     bool small_mask = n->op == OP_AND && is_int_constant(r) && r->value <= 255;
@@ -473,7 +473,7 @@ void narrow_bitwise(Node *n, unsigned want)
 
 // (m & k) == c on a long in memory compared in the byte or word that
 // holds every bit of k and c.
-void narrow_masked_comparison(Node *n)
+[[gnu::noinline]] void narrow_masked_comparison(Node *n)
 {
     Node *l = n->left, *r = n->right;
     if (!is_int_constant(r) || l->op != OP_AND || !is_int_constant(l->right))
@@ -515,7 +515,7 @@ void narrow_masked_comparison(Node *n)
     }
 }
 
-void narrow_comparison(Node *n, unsigned want)
+[[gnu::noinline]] void narrow_comparison(Node *n, unsigned want)
 {
     if (want != 0)
         n->type = &type_uchar;
@@ -539,6 +539,9 @@ void narrow_comparison(Node *n, unsigned want)
     narrow_node(&n->left, lk < 0x40 ? lk : 0);
 }
 
+// Trees are as high as the parser's nesting limit allows, and this walk
+// follows them by recursion: the operator cases that need room of their
+// own are functions apart, so that a level of the walk takes little stack.
 void narrow_node(Node **link, unsigned want)
 {
     Node *n = *link;
