@@ -165,6 +165,18 @@ Type *switch_value_type(Type *t)
     }
 }
 
+// A loop's increment, with the continue target `c` in front of it when a
+// continue goes there (a line record otherwise).
+void emit_step(const Stmt *s, unsigned c)
+{
+    range(s, RANGE_FOR_STEP);
+    if (s->flags & STMT_CONTINUED)
+        label(c, s->line);
+    else
+        write_line(s->line);
+    emit_expression_statement(s->step);
+}
+
 [[gnu::noinline]] void emit_do(const Stmt *s)
 {
     unsigned t = new_label(), c = new_label();
@@ -241,14 +253,8 @@ Type *switch_value_type(Type *t)
     label(t, s->body ? s->body->line : s->line);
     unsigned c = s->step ? new_label() : t;
     emit_statement(s->body, c, b);
-    if (s->step) {
-        range(s, RANGE_FOR_STEP);
-        if (s->flags & STMT_CONTINUED)
-            label(c, s->line);
-        else
-            write_line(s->line);
-        emit_expression_statement(s->step);
-    }
+    if (s->step)
+        emit_step(s, c);
     write_jump(t);
     if (s->flags & STMT_BROKEN)
         label(b);
@@ -678,12 +684,7 @@ void emit_counted_loop(const Stmt *s)
     emit_file(s->file_name);
     write_line(s->line);
     if (s->step) {
-        range(s, RANGE_FOR_STEP);
-        if (s->flags & STMT_CONTINUED)
-            label(c, s->line);
-        else
-            write_line(s->line);
-        emit_expression_statement(s->step);
+        emit_step(s, c);
     } else if (s->flags & STMT_CONTINUED) {
         // A continue still needs its target once the increment is gone:
         // the end of the trip.

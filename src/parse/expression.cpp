@@ -365,13 +365,7 @@ Node *name(const Token *t)
     }
     if (s->sclass == SC_TYPEDEF)
         return missing("invalid typedef usage");
-    Node *n = new_node(OP_LEAF);
-    n->symbol = s;
-    n->value = 0;
-    n->value_node = nullptr;
-    n->right = nullptr;
-    n->leaf = LEAF_SYMBOL | LEAF_LVALUE;
-    n->type = integer_type_of(s->type);
+    Node *n = symbol_leaf(s, integer_type_of(s->type));
     if (!in_initializer && !(s->flags & (SYM_CALLED | SYM_USED_BY_CODE)) &&
         (is_file_scope_definition(s) || s->sclass == SC_EXTERN || s->sclass == SC_STATIC ||
          s->sclass == SC_LOCALIZED))

@@ -224,13 +224,7 @@ void link_local_extern(Symbol *sym, Symbol *decl_scope_end)
             if (!(a->flags & SYM_USED))
                 continue;
             a->flags |= SYM_ADDRESSED;
-            Node *as_declared = new_node(OP_LEAF);
-            as_declared->symbol = a;
-            as_declared->value = 0;
-            as_declared->value_node = nullptr;
-            as_declared->right = nullptr;
-            as_declared->leaf = LEAF_SYMBOL | LEAF_LVALUE;
-            as_declared->type = a->type;
+            Node *as_declared = symbol_leaf(a, a->type);
             Node *received = new_node(OP_LEAF);
             copy_payload(received, as_declared);
             received->type = argument_widened_type(a->type, true);

@@ -524,14 +524,7 @@ Node *new_temp(Type *type)
     }
     temp->flags |= SYM_ASSIGNED | SYM_DECLARED | SYM_USED;
     ++temp->refs;
-    Node *n = new_node(OP_LEAF);
-    n->symbol = temp;
-    n->value = 0;
-    n->value_node = nullptr;
-    n->right = nullptr;
-    n->leaf = LEAF_SYMBOL | LEAF_LVALUE;
-    n->type = temp->type;
-    return n;
+    return symbol_leaf(temp, temp->type);
 }
 
 void check_reset()

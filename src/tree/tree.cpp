@@ -231,6 +231,18 @@ Node *new_known_cell(Node *lvalue, Node *known, Node *next)
     return cell;
 }
 
+Node *symbol_leaf(Symbol *s, Type *type)
+{
+    Node *n = new_node(OP_LEAF);
+    n->symbol = s;
+    n->value = 0;
+    n->value_node = nullptr;
+    n->right = nullptr;
+    n->leaf = LEAF_SYMBOL | LEAF_LVALUE;
+    n->type = type;
+    return n;
+}
+
 double float_constant_value(const Node *leaf)
 {
     double value = 0;

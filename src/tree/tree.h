@@ -180,6 +180,8 @@ Node *copy_tree(const Node *from);
 bool same_tree(const Node *a, const Node *b, bool strict);
 // The logical negation of a condition, made in place.
 Node *negate_condition(Node *node);
+// A leaf that designates the object of symbol `s`, read as `type`.
+Node *symbol_leaf(Symbol *s, Type *type);
 // The double of a floating constant leaf.
 double float_constant_value(const Node *leaf);
 // Array or function to pointer, in place; the new pointer type.
