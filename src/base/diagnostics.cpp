@@ -262,16 +262,23 @@ void diagnostics_reset()
     last_column = 0;
 }
 
-void report_at(std::uint32_t line, std::uint16_t column, const char *message, ReportArg arg1, ReportArg arg2)
+void report_span(std::uint32_t line, std::uint16_t column, std::uint32_t length, const char *message, ReportArg arg1,
+                 ReportArg arg2)
 {
     Token *saved = current_token;
     Token at{};
     at.code = 1;  // any code but 0: the position has a column
     at.line = line;
     at.column = column;
+    at.length = static_cast<decltype(at.length)>(length);
     current_token = &at;
     report(message, arg1, arg2);
     current_token = saved;
+}
+
+void report_at(std::uint32_t line, std::uint16_t column, const char *message, ReportArg arg1, ReportArg arg2)
+{
+    report_span(line, column, 0, message, arg1, arg2);
 }
 
 int (*abort_hook)() = nullptr;

@@ -34,6 +34,11 @@ void report(const char *message, ReportArg arg1 = ReportArg(), ReportArg arg2 = 
 void report_at(std::uint32_t line, std::uint16_t column, const char *message, ReportArg arg1 = ReportArg(),
                ReportArg arg2 = ReportArg());
 
+// The same with the length of the text it points at (a name), shown as
+// the span of the position.
+void report_span(std::uint32_t line, std::uint16_t column, std::uint32_t length, const char *message,
+                 ReportArg arg1 = ReportArg(), ReportArg arg2 = ReportArg());
+
 // The position part of a message that has no source position, on
 // standard error.
 void report_without_position(const char *file_name, bool is_error);

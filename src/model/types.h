@@ -110,6 +110,9 @@ constexpr std::uint8_t SC_ARGUMENT = 25;
 constexpr std::uint8_t SC_REGARG = 28;
 constexpr std::uint8_t SC_CASE = 130;     // switch-table entry of a case label
 constexpr std::uint8_t SC_DEFAULT = 134;  // switch-table entry of the default label
+// A local bound by the flow analysis to another local (`bound_to`), whose
+// storage it shares; body preparation gives it that local's place.
+constexpr std::uint8_t SC_SHARED = 26;
 
 // Symbol flags owned by the declaration stages; later stages add their own.
 constexpr std::uint32_t SYM_USED = 0x2;         // referenced; typedef or tag used; inline called early
@@ -128,6 +131,7 @@ constexpr std::uint32_t SYM_INLINE_BUSY = 0x10000;     // inline body being read
 constexpr std::uint32_t SYM_SUBSTITUTED = 0x80000;
 constexpr std::uint32_t SYM_UNION_COPY = 0x100000;     // copied from an anonymous union, not first
 constexpr std::uint32_t SYM_LOCAL_AT = 0x200000;       // local object given an @ address
+constexpr std::uint32_t SYM_STORAGE_SHARED = 0x400000;  // laid out in another local's place
 
 struct Symbol {
     Symbol *next;        // the list (scope) holding the symbol
@@ -146,6 +150,7 @@ struct Symbol {
     };
     Name *name;          // null for unnamed parameters and the list's end marker
     Node *alias;         // the expression a localized symbol is aliased to
+    Symbol *bound_to;    // SC_SHARED: the local whose storage it shares
                          // (kept apart from `value`, which is 32 bits wide)
     std::uint32_t value;  // enumerator value, member or argument offset,
                           // absolute address, label number, case value

@@ -150,9 +150,6 @@ LoopRecord *free_loop_records = nullptr;  // chained through `outer`
 // Assembly texts owned by statements of the current function.
 std::vector<char *> asm_texts;
 
-// The count of calls returned as a function's value, for the whole unit.
-std::int32_t tail_call_count = 0;
-
 Stmt *single_statement(Stmt *continue_target, Stmt *break_target);
 
 // A message without arguments, kept out of the recursive readers' frames.

@@ -37,6 +37,12 @@ void prepare_statement(Stmt *stmt);
 void begin_frame();
 extern std::int32_t lowest_frame_offset;
 
-// Flow analysis over a function body: used-before-set warnings, dead
-// stores, tail calls and shared storage for locals. Not built yet.
+// Flow analysis over a function body (not under -ns or -an): "used before
+// set" warnings, stores nobody reads turned into plain evaluations, calls
+// that end the function marked, and locals whose lifetimes never overlap
+// bound to one storage place (storage class SC_SHARED, laid out by body
+// preparation).
 void analyse_flow(Stmt *body);
+// Calls marked as the last action of their function in this unit: by the
+// statement reader for returned calls, by the flow analysis for the rest.
+extern std::int32_t tail_call_count;

@@ -718,6 +718,22 @@ void lay_out_locals(Stmt *block)
         }
         s->flags |= SYM_LAID_OUT;
     }
+    // Locals the flow analysis bound to another take its place; that one
+    // is declared in this block or an enclosing one, so it is laid out.
+    for (Symbol *s : locals) {
+        if (s->sclass != SC_SHARED || !s->bound_to)
+            continue;
+        const Symbol *keeper = s->bound_to;
+        s->flags = (s->flags & ~SYM_LAST) | (keeper->flags & SYM_LAST) | SYM_STORAGE_SHARED;
+        s->attr = keeper->attr;
+        if (keeper->sclass == SC_REGARG) {
+            s->sclass = SC_REGISTER;
+            s->value = 0;
+        } else {
+            s->sclass = keeper->sclass;
+            s->value = keeper->value;
+        }
+    }
     if (frame_offset < lowest_frame_offset)
         lowest_frame_offset = frame_offset;
     if (!no_reorder_locals) {
