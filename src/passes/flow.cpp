@@ -9,7 +9,7 @@
 // expression; a block's successors are slots in one shared array, and a
 // slot left at NEXT means the block made right after it.
 #include <cstdint>
-#include <unordered_map>
+#include <algorithm>
 #include <vector>
 #include "base/diagnostics.h"
 #include "base/options.h"
@@ -39,13 +39,20 @@ struct FlowBlock {
 
 struct Tracked {
     Symbol *symbol;
-    std::int32_t scope;  // the declaring block's index in `scopes`
+    std::int32_t scope;       // the declaring block's index in `declaring`
+    std::int32_t walk_scope;  // and in `scopes`; -1 if the walk never met it
 };
 
+// A block statement as the walk met it: its depth (0 for the body) and the
+// index of the enclosing one.
 struct Scope {
-    std::int32_t depth;  // -1 until the walk reaches the block
+    std::int32_t depth;
     std::int32_t parent;
 };
+
+// The blocks that declare tracked locals carry this flag while the
+// analysis runs.
+constexpr std::uint16_t STMT_DECLARES_TRACKED = 0x8000;
 
 struct Goto {
     std::uint32_t block;
@@ -56,8 +63,14 @@ std::vector<FlowBlock> blocks;
 std::vector<std::uint32_t> slots;
 std::vector<Tracked> tracked;
 std::vector<Scope> scopes;
-std::unordered_map<const Stmt *, std::int32_t> scope_of;
-std::unordered_map<const Stmt *, std::uint32_t> label_block;
+std::vector<const Stmt *> declaring;  // the blocks of the tracked locals
+// Labelled statements and their first blocks, sorted by statement before
+// they are looked up.
+struct LabelBlock {
+    const Stmt *stmt;
+    std::uint32_t block;
+};
+std::vector<LabelBlock> label_blocks;
 std::vector<Goto> gotos;
 std::int32_t current_scope;
 
@@ -78,6 +91,13 @@ std::uint32_t new_block(Node *expr, std::int32_t count)
 }
 
 std::uint32_t &successor(std::uint32_t block, int k) { return slots[blocks[block].succ + k]; }
+
+std::uint32_t label_block(const Stmt *s)
+{
+    auto at = std::lower_bound(label_blocks.begin(), label_blocks.end(), s,
+                               [](const LabelBlock &l, const Stmt *key) { return l.stmt < key; });
+    return at != label_blocks.end() && at->stmt == s ? at->block : NONE;
+}
 
 std::uint32_t block_count() { return static_cast<std::uint32_t>(blocks.size()); }
 
@@ -348,10 +368,10 @@ void expression_block(Node *e)
     continue_to(body_first, exit);
     int k = 0;
     for (const Symbol *c = s->cases; c; c = c->next, ++k) {
-        auto found = label_block.find(c->statement);
-        if (found == label_block.end())
+        std::uint32_t target = label_block(c->statement);
+        if (target == NONE)
             return false;
-        successor(choice, k) = found->second;
+        successor(choice, k) = target;
     }
     if (!has_default)
         successor(choice, k) = exit;
@@ -361,12 +381,13 @@ void expression_block(Node *e)
 
 bool walk_failed;
 
+
 void walk_statement(Stmt *s, std::uint32_t continue_target, std::uint32_t break_target)
 {
     if (!s)
         return;
     if (s->label_no || (s->flags & (STMT_CASE_LABEL | STMT_LABELLED)))
-        label_block[s] = new_block(nullptr, 1);
+        label_blocks.push_back({s, new_block(nullptr, 1)});
     switch (s->kind) {
     case STMT_EXPR:
     case STMT_PENDING_INIT:
@@ -375,13 +396,12 @@ void walk_statement(Stmt *s, std::uint32_t continue_target, std::uint32_t break_
         break;
     case STMT_BLOCK: {
         std::int32_t saved = current_scope;
-        auto found = scope_of.find(s);
-        if (found != scope_of.end()) {
-            Scope &scope = scopes[static_cast<std::size_t>(found->second)];
-            scope.depth = saved < 0 ? 0 : scopes[static_cast<std::size_t>(saved)].depth + 1;
-            scope.parent = saved;
-            current_scope = found->second;
-        }
+        current_scope = static_cast<std::int32_t>(scopes.size());
+        scopes.push_back({saved < 0 ? 0 : scopes[static_cast<std::size_t>(saved)].depth + 1, saved});
+        if (s->flags & STMT_DECLARES_TRACKED)
+            for (Tracked &t : tracked)
+                if (declaring[static_cast<std::size_t>(t.scope)] == s)
+                    t.walk_scope = current_scope;
         if (!s->body)
             new_block(nullptr, 1);
         for (Stmt *t = s->body; t; t = t->next)
@@ -435,11 +455,11 @@ void walk_statement(Stmt *s, std::uint32_t continue_target, std::uint32_t break_
 bool resolve_successors()
 {
     for (const Goto &g : gotos) {
-        auto found = g.target ? label_block.find(g.target) : label_block.end();
-        if (found == label_block.end())
+        std::uint32_t target = g.target ? label_block(g.target) : NONE;
+        if (target == NONE)
             return false;
         blocks[g.block].count = 1;
-        successor(g.block, 0) = found->second;
+        successor(g.block, 0) = target;
     }
     std::uint32_t n = block_count();
     for (std::uint32_t b = 0; b < n; ++b) {
@@ -462,27 +482,28 @@ bool resolve_successors()
 void compute_liveness()
 {
     std::uint32_t n = block_count();
-    std::vector<std::uint32_t> first_pred(n + 1, 0), preds;
+    static std::vector<std::uint32_t> first_pred, preds, fill, work;
+    static std::vector<std::uint8_t> queued;
+    first_pred.assign(n + 1, 0);
     for (std::uint32_t b = 0; b < n; ++b)
         for (std::int32_t k = 0; k < blocks[b].count; ++k)
             ++first_pred[successor(b, k) + 1];
     for (std::uint32_t b = 0; b < n; ++b)
         first_pred[b + 1] += first_pred[b];
     preds.resize(first_pred[n]);
-    std::vector<std::uint32_t> fill(first_pred.begin(), first_pred.end() - 1);
+    fill.assign(first_pred.begin(), first_pred.end() - 1);
     for (std::uint32_t b = 0; b < n; ++b)
         for (std::int32_t k = 0; k < blocks[b].count; ++k)
             preds[fill[successor(b, k)]++] = b;
 
-    std::vector<std::uint32_t> work;
-    std::vector<bool> queued(n, true);
-    work.reserve(n);
+    work.clear();
+    queued.assign(n, 1);
     for (std::uint32_t b = 0; b < n; ++b)
         work.push_back(b);  // the last block made is visited first
     while (!work.empty()) {
         std::uint32_t b = work.back();
         work.pop_back();
-        queued[b] = false;
+        queued[b] = 0;
         FlowBlock &block = blocks[b];
         std::uint32_t out = 0;
         for (std::int32_t k = 0; k < block.count; ++k)
@@ -494,7 +515,7 @@ void compute_liveness()
         block.live_in = in;
         for (std::uint32_t p = first_pred[b]; p < first_pred[b + 1]; ++p)
             if (!queued[preds[p]]) {
-                queued[preds[p]] = true;
+                queued[preds[p]] = 1;
                 work.push_back(preds[p]);
             }
     }
@@ -667,9 +688,9 @@ void merge_group(std::uint32_t members)
             in_group.push_back(i);
     if (in_group.size() < 2)
         return;
-    auto depth_of = [](std::size_t i) { return scopes[static_cast<std::size_t>(tracked[i].scope)].depth; };
+    auto depth_of = [](std::size_t i) { return scopes[static_cast<std::size_t>(tracked[i].walk_scope)].depth; };
     for (std::size_t i : in_group)
-        if (tracked[i].scope < 0 || depth_of(i) < 0)
+        if (tracked[i].walk_scope < 0)
             return;  // a block the walk never reached
     std::size_t representative = in_group[0];
     if (depth_of(representative) != 0) {
@@ -689,10 +710,10 @@ void merge_group(std::uint32_t members)
             for (std::size_t i : in_group) {
                 if (i == representative)
                     continue;
-                std::int32_t scope = tracked[i].scope;
+                std::int32_t scope = tracked[i].walk_scope;
                 while (scope >= 0 && scopes[static_cast<std::size_t>(scope)].depth > shallowest)
                     scope = scopes[static_cast<std::size_t>(scope)].parent;
-                if (scope == tracked[representative].scope)
+                if (scope == tracked[representative].walk_scope)
                     kept.push_back(i);
             }
             if (kept.size() < 2)
@@ -761,17 +782,17 @@ bool qualifies(const Symbol *s)
 
 void choose_tracked()
 {
-    std::int32_t index = 0;
-    for (Stmt *b = function.blocks; b; b = b->other, ++index) {
-        scope_of[b] = index;
-        scopes.push_back({-1, -1});
+    for (Stmt *b = function.blocks; b; b = b->other) {
+        auto index = static_cast<std::int32_t>(declaring.size());
+        bool declares = false;
         for (Symbol *s = b->locals; s; s = s->next) {
             s->flow_bit = 0;
             if (!qualifies(s))
                 continue;
+            declares = true;
             if (tracked.size() < MAX_TRACKED) {
                 s->flow_bit = 1u << tracked.size();
-                tracked.push_back({s, index});
+                tracked.push_back({s, index, -1});
                 continue;
             }
             std::size_t lowest = 0;
@@ -781,10 +802,14 @@ void choose_tracked()
             if (s->refs > tracked[lowest].symbol->refs) {
                 s->flow_bit = tracked[lowest].symbol->flow_bit;
                 tracked[lowest].symbol->flow_bit = 0;
-                tracked[lowest] = {s, index};
+                tracked[lowest] = {s, index, -1};
             }
         }
+        if (declares)
+            declaring.push_back(b);
     }
+    for (const Stmt *b : declaring)
+        const_cast<Stmt *>(b)->flags |= STMT_DECLARES_TRACKED;
     // Most used first (stable: equal counts keep their order).
     for (std::size_t i = 1; i < tracked.size(); ++i)
         for (std::size_t j = i; j > 0 && tracked[j - 1].symbol->refs < tracked[j].symbol->refs; --j)
@@ -801,8 +826,8 @@ void analyse_flow(Stmt *body)
     slots.clear();
     tracked.clear();
     scopes.clear();
-    scope_of.clear();
-    label_block.clear();
+    declaring.clear();
+    label_blocks.clear();
     gotos.clear();
     current_scope = -1;
     walk_failed = false;
@@ -814,6 +839,10 @@ void analyse_flow(Stmt *body)
     new_block(nullptr, 1);  // the entry
     walk_statement(body, NONE, NONE);
     new_block(nullptr, 0);  // the exit
+    for (const Stmt *b : declaring)
+        const_cast<Stmt *>(b)->flags &= static_cast<std::uint16_t>(~STMT_DECLARES_TRACKED);
+    std::sort(label_blocks.begin(), label_blocks.end(),
+              [](const LabelBlock &a, const LabelBlock &b) { return a.stmt < b.stmt; });
     if (walk_failed || !resolve_successors())
         return;  // a jump the walk could not place: leave the body alone
     compute_liveness();
