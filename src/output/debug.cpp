@@ -71,6 +71,10 @@ bool nostack = false;
 // Symbols marked since the last function description.
 std::vector<Symbol *> marked;
 
+// The file whose number was found last, and its number.
+const SourceFile *numbered_file = nullptr;
+std::uint32_t file_number_found = 0;
+
 bool analyser() { return analyser_output != 0; }
 
 void entry(unsigned label) { write_debug_label(label); }
@@ -341,6 +345,22 @@ void type_pass2(const Symbol *s, const Type *type)
         pointer(s->debug_attr_label);
 }
 
+// The file a symbol was declared in, for the analyser: its place in the
+// order the files were opened, from 1 (0: none).
+std::uint32_t file_number(const SourceFile *file)
+{
+    if (file && file == numbered_file)
+        return file_number_found;
+    std::uint32_t n = 1;
+    for (const SourceFile *f = file_list; f; f = f->next, ++n)
+        if (f == file) {
+            numbered_file = file;
+            file_number_found = n;
+            return n;
+        }
+    return 0;
+}
+
 // The name entry of a symbol.
 void symbol_pass1(Symbol *s)
 {
@@ -349,12 +369,12 @@ void symbol_pass1(Symbol *s)
     entry(label);
     name_bytes(s->name);
     class_byte(symbol_class(s));
-    if (analyser())
-        word(s->line);
-    if (s->sclass == SC_REGARG && !analyser())
-        word(absolute(s->value));
     if (s->sclass == SC_ENUMERATOR)
         return;
+    if (analyser())
+        word(file_number(s->file));
+    if (s->sclass == SC_REGARG && !analyser())
+        word(absolute(s->value));
     type_pass1(s, s->type, s->attr);
 }
 
@@ -668,4 +688,6 @@ void debug_reset()
     nostack = false;
     marked.clear();
     marked.shrink_to_fit();
+    numbered_file = nullptr;
+    file_number_found = 0;
 }
