@@ -600,8 +600,10 @@ void debug_function(Symbol *fn, const Stmt *body, std::uint32_t declaration_line
     for (Symbol *l = label_list; l; l = l->next)
         if (label_described(l))
             labels.push_back(l);
+    // A function with labels has a table even when none is described
+    // (without -xx).
     unsigned end = 0;
-    if (!symbols.empty() || !labels.empty()) {
+    if (!symbols.empty() || label_list) {
         unsigned start = new_label();
         end = new_label();
         pointer(start);
