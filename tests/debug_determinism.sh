@@ -65,4 +65,18 @@ found=$(awk '/REC_NAME name="object_with/ { if (!seen) { seen = 1; print prev } 
              { if ($2 == "REC_INT") prev = $4 }
              END { print names }' "$work/many.txt" | tr '\n' ' ')
 [ "$found" = "value=$count $count " ] || fail "analyser name list: count and names are '$found', expected value=$count $count"
+# A chain of 4000 structs, each pointing to the next: their member tables
+# nest inside one another in the file, and describing them must not take
+# stack in proportion (a small stack for the run).
+awk 'BEGIN { n = 4000
+    for (i = n - 1; i >= 0; i--) {
+        printf "struct s%d { ", i
+        if (i < n - 1) printf "struct s%d *next; ", i + 1
+        printf "int v; };\n"
+    }
+    printf "struct s0 head;\n"
+}' > "$work/chain.c"
+(ulimit -s 512 && "$bin/zpc" -x -o "$work/chain.o" "$work/chain.c") || fail "zpc -x on a chain of 4000 structs with a 512 KB stack"
+tags=$("$bin/zpc-dump" "$work/chain.o" | grep -c 'REC_BYTES n=[0-9]* "s[0-9]*"')
+[ "$tags" = 4000 ] || fail "chain of structs: $tags tag names, expected 4000"
 exit $failed

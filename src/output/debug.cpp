@@ -223,65 +223,101 @@ bool described(const Symbol *s)
     return true;
 }
 
-void symbol_pass1(Symbol *s);
+Type *symbol_pass1(Symbol *s);
 void symbol_pass2(const Symbol *s);
 
 // The members of a struct or union, or the enumerators of an enum, in
 // their order; unnamed members (padding bit-fields) are left out.
-template <typename F> void for_each_member(const Type *t, F f)
+// first_member() starts, next_member() moves on; null at the end.
+Symbol *named_from(Symbol *m)
 {
-    if (t->kind == KIND_ENUM) {
-        for (Symbol *e = t->enumerators; e; e = e->next_enumerator) {
-            f(e);
-            if (e->flags & SYM_LAST)
-                break;
-        }
-        return;
-    }
-    for (Symbol *m = t->members; m; m = m->next)
-        if (m->name)
-            f(m);
+    while (m && !m->name)
+        m = m->next;
+    return m;
+}
+Symbol *first_member(const Type *t) { return t->kind == KIND_ENUM ? t->enumerators : named_from(t->members); }
+Symbol *next_member(const Type *t, const Symbol *m)
+{
+    if (t->kind == KIND_ENUM)
+        return (m->flags & SYM_LAST) ? nullptr : m->next_enumerator;
+    return named_from(m->next);
 }
 
-// The member table of a struct, union or enum: written once per file and
-// pointed to from every use after that.
-void tag_table(Type *t)
+// A member table being written: its type and the next member whose first
+// pass is due.
+struct OpenTable {
+    Type *type;
+    Symbol *member;
+};
+std::vector<OpenTable> open_tables;
+
+// The pointer to a struct, union or enum's member table, at the end of a
+// first pass: the table is written there unless this file has it already.
+// A member's own first pass may need a table in turn, written inside it;
+// the tables in progress wait on a stack rather than on the call stack, so
+// that a long chain of structs pointing to further structs is no deeper
+// to describe than one struct.
+void tag_tables(Type *t)
 {
-    if (t->debug_label > file_first_label) {
-        pointer(t->debug_label);
+    if (!t)
         return;
+    std::size_t bottom = open_tables.size();
+    for (;;) {
+        if (t) {
+            if (t->debug_label > file_first_label) {
+                pointer(t->debug_label);
+            } else {
+                unsigned table = new_label();
+                t->debug_label = static_cast<std::uint16_t>(table);
+                pointer(table);
+                open_tables.push_back({t, first_member(t)});
+            }
+            t = nullptr;
+        }
+        if (open_tables.size() == bottom)
+            return;
+        OpenTable &top = open_tables.back();
+        if (Symbol *m = top.member) {
+            top.member = next_member(top.type, m);
+            t = symbol_pass1(m);
+            continue;
+        }
+        // Every member's name entry is out: the tag's name entry, then the
+        // table itself.
+        Type *done = top.type;
+        open_tables.pop_back();
+        Symbol *tag = done->tag;
+        unsigned name_entry;
+        if (tag && tag->debug_name_label > file_first_label) {
+            name_entry = tag->debug_name_label;
+        } else {
+            name_entry = new_label();
+            if (tag)
+                tag->debug_name_label = static_cast<std::uint16_t>(name_entry);
+            entry(name_entry);
+            name_bytes(tag ? tag->name : nullptr);
+            class_byte(done->kind == KIND_STRUCT  ? CLASS_STRUCT_TAG
+                       : done->kind == KIND_UNION ? CLASS_UNION_TAG
+                                                  : CLASS_ENUM_TAG);
+        }
+        entry(done->debug_label);
+        pointer(name_entry);
+        for (Symbol *m = first_member(done); m; m = next_member(done, m))
+            symbol_pass2(m);
+        pointer(0);
+        if (done->kind != KIND_ENUM)
+            word(done->size);
     }
-    unsigned table = new_label();
-    t->debug_label = static_cast<std::uint16_t>(table);
-    pointer(table);
-    for_each_member(t, [](Symbol *m) { symbol_pass1(m); });
-    Symbol *tag = t->tag;
-    unsigned name_entry;
-    if (tag && tag->debug_name_label > file_first_label) {
-        name_entry = tag->debug_name_label;
-    } else {
-        name_entry = new_label();
-        if (tag)
-            tag->debug_name_label = static_cast<std::uint16_t>(name_entry);
-        entry(name_entry);
-        name_bytes(tag ? tag->name : nullptr);
-        class_byte(t->kind == KIND_STRUCT ? CLASS_STRUCT_TAG : t->kind == KIND_UNION ? CLASS_UNION_TAG : CLASS_ENUM_TAG);
-    }
-    entry(table);
-    pointer(name_entry);
-    for_each_member(t, [](Symbol *m) { symbol_pass2(m); });
-    pointer(0);
-    if (t->kind != KIND_ENUM)
-        word(t->size);
 }
 
 // The first pass of a symbol's type, inside its name entry: the
 // derivation table (the symbol's attribute word, then one word per
 // derivation), the attribute entry of a plain scalar or of a struct,
-// union or enum, a bit-field's position, and a tag's member table. The
-// label the second pass points to is kept in the symbol's
-// debug_attr_label (a type record may be shared by several symbols).
-void type_pass1(Symbol *s, Type *type, std::uint16_t attr)
+// union or enum, and a bit-field's position. The label the second pass
+// points to is kept in the symbol's debug_attr_label (a type record may
+// be shared by several symbols). Returns the struct, union or enum whose
+// member table comes next (tag_tables), or null.
+Type *type_pass1(Symbol *s, Type *type, std::uint16_t attr)
 {
     s->debug_attr_label = 0;
     unsigned count = 0;
@@ -289,7 +325,7 @@ void type_pass1(Symbol *s, Type *type, std::uint16_t attr)
     for (; is_derivation(t); t = t->of) {
         if (count == MAX_DERIVATIONS) {
             report("type too complex for debug");
-            return;
+            return nullptr;
         }
         if (count == 0) {
             unsigned label = new_label();
@@ -303,7 +339,7 @@ void type_pass1(Symbol *s, Type *type, std::uint16_t attr)
         ++count;
     }
     if (!t)
-        return;
+        return nullptr;
     if (is_tagged_kind(t->kind)) {
         if (!analyser()) {
             unsigned label = new_label();
@@ -311,8 +347,9 @@ void type_pass1(Symbol *s, Type *type, std::uint16_t attr)
             entry(label);
             word(attr);
         }
-        tag_table(t);
-    } else if (is_bitfield_kind(t->kind)) {
+        return t;
+    }
+    if (is_bitfield_kind(t->kind)) {
         if (count == 0) {
             unsigned label = new_label();
             s->debug_attr_label = static_cast<std::uint16_t>(label);
@@ -327,6 +364,7 @@ void type_pass1(Symbol *s, Type *type, std::uint16_t attr)
         entry(label);
         word(attr);
     }
+    return nullptr;
 }
 
 // The second pass of a type: its type word and a pointer to the table the
@@ -361,8 +399,9 @@ std::uint32_t file_number(const SourceFile *file)
     return 0;
 }
 
-// The name entry of a symbol.
-void symbol_pass1(Symbol *s)
+// The name entry of a symbol, up to the member table its type may need
+// (returned, as type_pass1 does).
+Type *symbol_pass1(Symbol *s)
 {
     unsigned label = new_label();
     s->debug_name_label = static_cast<std::uint16_t>(label);
@@ -370,13 +409,16 @@ void symbol_pass1(Symbol *s)
     name_bytes(s->name);
     class_byte(symbol_class(s));
     if (s->sclass == SC_ENUMERATOR)
-        return;
+        return nullptr;
     if (analyser())
         word(file_number(s->file));
     if (s->sclass == SC_REGARG && !analyser())
         word(absolute(s->value));
-    type_pass1(s, s->type, s->attr);
+    return type_pass1(s, s->type, s->attr);
 }
+
+// A whole name entry, with the member table its type needs.
+void describe_symbol(Symbol *s) { tag_tables(symbol_pass1(s)); }
 
 // The far address of an object: its name, the object an alias stands
 // for, or the number it is reached by.
@@ -567,7 +609,7 @@ void debug_function(Symbol *fn, const Stmt *body, std::uint32_t declaration_line
     name_bytes(fn->name);
     class_byte(symbol_class(fn));
     if (result)
-        type_pass1(fn, result, fn->attr);
+        tag_tables(type_pass1(fn, result, fn->attr));
     TextBuffer shown;
     debug_file_name(file_name, shown);
     TextBuffer fname;
@@ -609,7 +651,7 @@ void debug_function(Symbol *fn, const Stmt *body, std::uint32_t declaration_line
         pointer(start);
         pointer(end);
         for (Symbol *s : symbols)
-            symbol_pass1(s);
+            describe_symbol(s);
         for (Symbol *l : labels)
             label_pass1(l);
         entry(start);
@@ -655,7 +697,7 @@ void debug_file_end(SourceFile *file, Symbol *declarations)
         unsigned table = new_label();
         pointer(table);
         for (Symbol *s : symbols)
-            symbol_pass1(s);
+            describe_symbol(s);
         entry(table);
         for (Symbol *s : symbols)
             symbol_pass2(s);
@@ -690,6 +732,7 @@ void debug_reset()
     nostack = false;
     marked.clear();
     marked.shrink_to_fit();
+    open_tables.clear();
     numbered_file = nullptr;
     file_number_found = 0;
 }
