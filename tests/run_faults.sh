@@ -76,20 +76,48 @@ int main(void) { int i, t = 0; for (i = 0; i < 8; i++) t += f(i); printf("%d %s\
 C
 "$bin/zpc" -o "$work/sample.o" "$work/sample.c" || fail "zpc sample"
 "$bin/zpc-run" "$work/sample.o" > /dev/null || fail "sample does not run"
-size=$(wc -c < "$work/sample.o")
-n=0
-while [ $n -lt "$size" ]; do
-    head -c $n "$work/sample.o" > "$work/cut.o"
-    "$bin/zpc-run" -x 100000 "$work/cut.o" > /dev/null 2> "$work/stderr"
-    status=$?
-    [ $status -eq 2 ] || fail "truncated at $n: status $status"
-    for value in 0 128 255; do
-        cp "$work/sample.o" "$work/bad.o"
-        printf "$(printf '\\%03o' $value)" | dd of="$work/bad.o" bs=1 seek=$n conv=notrunc 2>/dev/null
-        "$bin/zpc-run" -x 100000 "$work/bad.o" > /dev/null 2> "$work/stderr"
+
+# damage UNIT [dump] [VALUES]: every truncation of UNIT must give a load
+# error, and no change of a byte to one of VALUES (0 128 255) may crash
+# the runner (nor zpc-dump, with "dump").
+damage() {
+    size=$(wc -c < "$1")
+    n=0
+    while [ $n -lt "$size" ]; do
+        head -c $n "$1" > "$work/cut.o"
+        "$bin/zpc-run" -x 100000 "$work/cut.o" > /dev/null 2> "$work/stderr"
         status=$?
-        crashed $status && fail "byte $n set to $value: status $status: $(head -c 300 "$work/stderr")"
+        [ $status -eq 2 ] || fail "$1 truncated at $n: status $status"
+        if [ "${2:-}" = dump ]; then
+            "$bin/zpc-dump" "$work/cut.o" > /dev/null 2> "$work/stderr"
+            status=$?
+            crashed $status && fail "zpc-dump of $1 truncated at $n: status $status"
+        fi
+        for value in ${3:-0 128 255}; do
+            cp "$1" "$work/bad.o"
+            printf "$(printf '\\%03o' $value)" | dd of="$work/bad.o" bs=1 seek=$n conv=notrunc 2>/dev/null
+            "$bin/zpc-run" -x 100000 "$work/bad.o" > /dev/null 2> "$work/stderr"
+            status=$?
+            crashed $status && fail "$1 byte $n set to $value: status $status: $(head -c 300 "$work/stderr")"
+            if [ "${2:-}" = dump ]; then
+                "$bin/zpc-dump" "$work/bad.o" > /dev/null 2> "$work/stderr"
+                status=$?
+                crashed $status && fail "zpc-dump of $1 byte $n set to $value: status $status"
+            fi
+        done
+        n=$((n + 1))
     done
-    n=$((n + 1))
-done
+}
+damage "$work/sample.o" nodump
+
+# The debug tables: entries, name lists, a named label under -xx. The
+# runner reads past them and must stay as robust inside them.
+cat > "$work/debug.c" <<'C'
+struct p { int x; unsigned f:3; } o;
+int get(struct p *q) { int r = q->x; again: if (r > 9) { r -= 9; goto again; } return r + o.f; }
+int main(void) { const char *t = "dbg"; o.x = 12; return get(&o) != 3 || t[1] != 'b'; }
+C
+"$bin/zpc" -xx -o "$work/debug.o" "$work/debug.c" || fail "zpc -xx debug"
+"$bin/zpc-run" "$work/debug.o" > /dev/null || fail "debug sample does not run"
+damage "$work/debug.o" dump "0 255"
 exit $failed

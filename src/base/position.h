@@ -10,6 +10,7 @@ struct SourceFile {
     std::uint32_t line;       // physical lines read so far
     std::uint16_t debug_file_no;
     std::uint16_t debug_file_aux;
+    std::uint16_t debug_first_label;
     char name[1];             // the name the file was opened by; NUL-terminated
 };
 extern SourceFile *current_file;  // null until the first file is opened

@@ -14,6 +14,7 @@
 #include "lexer/tokenizer.h"
 #include "model/names.h"
 #include "model/types.h"
+#include "output/debug.h"
 #include "output/emit.h"
 #include "output/records.h"
 #include "parse/declare.h"
@@ -186,8 +187,21 @@ int zpc_run(int argc, char **argv, const RunHooks *hooks)
     return finish_run(error_count);
 }
 
+namespace {
+
+// The end of a source file, under -x when compiling: its file-level
+// declarations are described.
+void describe_ended_file(SourceFile *file)
+{
+    if (debug_info && !preprocess_only)
+        debug_file_end(file, debug_declarations(file));
+}
+
+}  // namespace
+
 void install_stage_hooks()
 {
+    file_end_hook = describe_ended_file;
     abort_hook = end_after_fatal_error;
     line_stage = {scan_next_line, process_line};
     condition_reader = parse_constant;
@@ -218,4 +232,5 @@ void zpc_reset()
     declare_reset();
     records_reset();
     emit_reset();
+    debug_reset();
 }

@@ -16,12 +16,33 @@ SourceFile *file_list = nullptr;
 std::FILE *output_stream = nullptr;
 unsigned char output_buffer[OUTPUT_BUFFER_SIZE];
 std::size_t output_buffered = 0;
+void (*file_end_hook)(SourceFile *file) = nullptr;
+
+namespace {
+std::uint64_t output_flushed = 0;  // bytes handed to the stream before the buffer's
+}
 
 void flush_output()
 {
     if (output_buffered && output_stream)
         std::fwrite(output_buffer, 1, output_buffered, output_stream);
+    output_flushed += output_buffered;
     output_buffered = 0;
+}
+
+std::uint64_t output_offset() { return output_flushed + output_buffered; }
+
+void patch_output(std::uint64_t at, const void *bytes, std::size_t n)
+{
+    if (at >= output_flushed) {
+        std::memcpy(output_buffer + (at - output_flushed), bytes, n);
+        return;
+    }
+    flush_output();
+    if (!output_stream || std::fseek(output_stream, static_cast<long>(at), SEEK_SET) != 0)
+        return;
+    std::fwrite(bytes, 1, n, output_stream);
+    std::fseek(output_stream, 0, SEEK_END);
 }
 
 bool comment_open = false;
@@ -224,6 +245,7 @@ bool outputs_refused(const char *input)
     if (error_file_name)
         error_file_to_stderr();
     output_buffered = 0;
+    output_flushed = 0;
     drop_outputs();
     for (const char *name : {output_clash ? output_file_name : nullptr, error_clash ? error_file_name : nullptr}) {
         if (!name)
@@ -361,6 +383,7 @@ bool open_source(const char *name, bool search)
     file->line = 0;
     file->debug_file_no = 0;
     file->debug_file_aux = 0;
+    file->debug_first_label = 0;
     std::memcpy(file->name, opened_name, length + 1);
     *file_list_end = file;
     file_list_end = &file->next;
@@ -440,6 +463,8 @@ bool end_current_file()
         report("unclosed comment at end of file");
         comment_open = false;
     }
+    if (file_end_hook)
+        file_end_hook(current_file);
     if (!include_stack)
         return false;
     IncludeFrame *frame = include_stack;
@@ -580,6 +605,7 @@ void source_reset()
     if (output_stream && output_stream != stdout)
         std::fclose(output_stream);
     output_stream = nullptr;
+    output_flushed = 0;
     output_clash = error_clash = nullptr;
     host_input_opened = nullptr;
 }

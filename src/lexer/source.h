@@ -18,6 +18,15 @@ constexpr std::size_t OUTPUT_BUFFER_SIZE = 65536;
 extern unsigned char output_buffer[OUTPUT_BUFFER_SIZE];
 extern std::size_t output_buffered;
 void flush_output();
+// The number of bytes written to the output so far, and a rewrite of bytes
+// written before (a count that is known only after what it counts): in the
+// buffer when they are still there, else in the file, after which writing
+// goes on at its end.
+std::uint64_t output_offset();
+void patch_output(std::uint64_t at, const void *bytes, std::size_t n);
+// Called when a source file ends, before the file that included it
+// resumes (the debug tables describe what the file declared).
+extern void (*file_end_hook)(SourceFile *file);
 
 // Opens the error stream (+e) and the output stream (-o, or standard output
 // under -e and -md, or when `output_required` is false). Files are written

@@ -38,6 +38,7 @@ namespace {
 // Every name in ident_list holds its newest symbol there (Name::newest);
 // older ones follow through `shadowed`. The depth of the innermost open scope.
 std::uint16_t scope_level = 0;
+std::uint32_t symbols_made = 0;
 
 void chain_symbol(Symbol *s)
 {
@@ -245,6 +246,7 @@ Symbol *new_symbol(Symbol **list, Name *name, std::uint8_t sclass, Type *type)
     s->sclass = sclass;
     s->type = type;
     s->file = current_file;
+    s->made_order = ++symbols_made;
     if (name)
         name_declared(name) = 1;
     if (list == &ident_list)

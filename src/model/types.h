@@ -173,6 +173,9 @@ struct Symbol {
     // depth of the scope that holds it (0 at file scope).
     Symbol *shadowed;
     std::uint16_t scope_level;
+    // Creation order over the whole run: ident_list holds its symbols
+    // newest first, so this orders any set of them as the list does.
+    std::uint32_t made_order;
 };
 
 // The eleven basic types, permanent from the start.

@@ -106,6 +106,21 @@ void emit_file(const char *name)
     write_file_record(name, nullptr);
 }
 
+void debug_file_name(const char *name, TextBuffer &out)
+{
+    if (debug_no_path) {
+        const char *base = name;
+        for (const char *p = name; *p; ++p)
+            if (is_separator(*p))
+                base = p + 1;
+        out.append(base);
+    } else if (debug_full_path) {
+        full_path(name, out);
+    } else {
+        out.append(name);
+    }
+}
+
 void emit_line(std::uint32_t line) { write_line(line); }
 
 void emit_asm_text(const char *text, std::size_t n) { write_asm_text(text, n); }

@@ -11,6 +11,9 @@ struct Symbol;
 // identity); -xp splits off the directory, -xf writes the full path.
 void emit_file(const char *name);
 void emit_line(std::uint32_t line);
+// The name a file goes by in the debug tables: its last component under
+// -xp, its full path under -xf, else as given.
+void debug_file_name(const char *name, struct TextBuffer &out);
 // Assembly text copied where it stands, with the file and line it came from.
 void emit_asm_text(const char *text, std::size_t n);
 // The start of an object's storage: REC_DATA_AT for an object at an

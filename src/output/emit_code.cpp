@@ -11,6 +11,7 @@
 #include "lexer/source.h"
 #include "model/names.h"
 #include "model/types.h"
+#include "output/debug.h"
 #include "output/emit.h"
 #include "output/records.h"
 #include "sema/check.h"
@@ -700,7 +701,10 @@ void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, s
                    std::uint32_t argument_bytes, std::int32_t frame_offset)
 {
     // After an error the records around the body are still written; its
-    // statements are not (emit_statement checks for every one).
+    // statements are not (emit_statement checks for every one). In
+    // analyser mode only the debug description is written.
+    if (debug_info && !debug_data)
+        debug_function(symbol, body, declaration_line);
     if (analyser_output)
         return;
     emit_file(body->file_name);

@@ -13,6 +13,7 @@
 #include "lexer/constants.h"
 #include "lexer/tokenizer.h"
 #include "model/types.h"
+#include "output/debug.h"
 #include "output/records.h"
 #include "parse/declare.h"
 #include "parse/typename.h"
@@ -368,8 +369,10 @@ Node *name(const Token *t)
     Node *n = symbol_leaf(s, integer_type_of(s->type));
     if (!in_initializer && !(s->flags & (SYM_CALLED | SYM_USED_BY_CODE)) &&
         (is_file_scope_definition(s) || s->sclass == SC_EXTERN || s->sclass == SC_STATIC ||
-         s->sclass == SC_LOCALIZED))
+         s->sclass == SC_LOCALIZED)) {
         s->flags |= SYM_USED_BY_CODE;
+        debug_note_mark(s);
+    }
     return n;
 }
 
@@ -739,6 +742,8 @@ Node *call(Node *tree)
         s->type = new_type(KIND_FUNCTION | KIND_PERMANENT, &type_int);
         s->type->params = nullptr;
         s->flags |= SYM_IMPLICIT_FUNCTION | (in_initializer ? 0 : SYM_CALLED);
+        if (!in_initializer)
+            debug_note_mark(s);
         fn->type = s->type;
         ftype = s->type;
         decay(fn);

@@ -564,13 +564,17 @@ bool function_definition(Symbol *sym, std::uint32_t start_line)
         sym->attr &= static_cast<std::uint16_t>(~ATTR_INLINE);
         begin_frame();
         prepare_statement(body);
-    } else if (!analyser_output) {
-        if (!no_share_locals)
-            analyse_flow(body);
-        for (Symbol *a : arguments)
-            if (a->sclass == SC_REGARG)
-                a->sclass = SC_ARGUMENT;
-        emit_space_names();
+    } else {
+        // In analyser mode the body is prepared for its debug description
+        // alone; the arguments keep their register class there.
+        if (!analyser_output) {
+            if (!no_share_locals)
+                analyse_flow(body);
+            for (Symbol *a : arguments)
+                if (a->sclass == SC_REGARG)
+                    a->sclass = SC_ARGUMENT;
+            emit_space_names();
+        }
         begin_frame();
         prepare_statement(body);
         emit_function(sym, body, start_line, brace_line, argument_bytes, lowest_frame_offset);

@@ -47,6 +47,10 @@
 //   their field (header="a" header="b", arg=... arg=...); the labels of
 //   REC_CASE_RANGE and the pairs of REC_CASE_LIST are comma lists
 //   (labels=5,7,9 and cases=10:5,20:7 as value:label).
+// - Inside the debug tables (the data after REC_DEBUG_LABEL, REC_DEBUG_FILE,
+//   REC_DEBUG_FUNC or REC_NAME, up to the next other record) a 4-byte
+//   REC_INT also prints its bytes read most significant first, which is
+//   how a type word is stored: value=402653264 msb_first=0x50000018.
 // - Optional parts print only when present: loop= of REC_LABEL and
 //   REC_CASE_LABEL when the line is not 0, dir= of REC_FILE when a 0 byte
 //   splits the directory off, count= of REC_LOOP when start=1.
@@ -142,6 +146,8 @@ void put_double(std::string &s, std::uint64_t bits)
 }
 
 struct Decoder : ir::Reader {
+    bool in_debug = false;  // after a debug marker: 4-byte integers also in file order
+
     void field(std::string &s, const char *name)
     {
         s += ' ';
@@ -562,11 +568,18 @@ bool Decoder::record_body(unsigned code, std::string &s)
     case 148:
         counted_text(s, byte());
         break;
-    case 137:
-        field_unsigned(s, "size", byte());
+    case 137: {
+        unsigned size = byte();
+        field_unsigned(s, "size", size);
         field(s, "value");
-        put_signed(s, word());
+        std::uint32_t v = word();
+        put_signed(s, v);
+        if (in_debug && size == 4) {
+            field(s, "msb_first");
+            put_hex(s, (v >> 24) | ((v >> 8) & 0xFF00) | ((v << 8) & 0xFF0000) | (v << 24), 8);
+        }
         break;
+    }
     case 133:
         field_unsigned(s, "size", byte());
         field(s, "value");
@@ -683,6 +696,11 @@ DumpResult dump_intermediate(const unsigned char *data, std::size_t size, std::s
         } else {
             if (first)
                 d.analyser = true;
+            bool item = code == ir::REC_BYTES || code == ir::REC_INT || code == ir::REC_ADDR_1 ||
+                        code == ir::REC_ADDR_2 || code == ir::REC_ADDR_4;
+            if (!item)
+                d.in_debug = code == ir::REC_DEBUG_LABEL || code == ir::REC_DEBUG_FILE ||
+                             code == ir::REC_DEBUG_FUNC || code == ir::REC_NAME;
             ok = d.record_body(code, out);
         }
         if (!ok) {

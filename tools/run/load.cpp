@@ -404,6 +404,7 @@ bool Loader::load_unit(int unit)
     bool has_statement = false;
     int data = -1;           // the symbol whose data is being read
     bool in_run = false;     // a REC_BYTES run continues
+    bool in_debug = false;   // after a debug marker: data items belong to the debug tables
     SwitchTable *table = nullptr;
     std::vector<std::pair<std::uint32_t, std::int32_t>> labels;  // label, instruction
     std::vector<std::pair<std::uint32_t, std::int32_t>> loop_ends;  // label, instruction
@@ -437,6 +438,29 @@ bool Loader::load_unit(int unit)
         bool in_data_item = code == ir::REC_BYTES || code == ir::REC_INT || code == ir::REC_FLOAT ||
                             code == ir::REC_ADDR_1 || code == ir::REC_ADDR_2 || code == ir::REC_ADDR_4 ||
                             code == ir::REC_SPACE || code == ir::REC_DATA_END;
+        // The debug tables: entries of names, numbers and pointers after a
+        // debug marker or a name of a name list, outside any object. They
+        // are read (so a damaged one is caught) and dropped.
+        if (in_debug && data < 0 &&
+            (code == ir::REC_BYTES || code == ir::REC_INT || code == ir::REC_ADDR_1 || code == ir::REC_ADDR_2 ||
+             code == ir::REC_ADDR_4)) {
+            if (code == ir::REC_BYTES) {
+                r.bytes(r.byte());
+            } else if (code == ir::REC_INT) {
+                r.byte();
+                r.word();
+            } else {
+                r.name_ref();
+                if (code == ir::REC_ADDR_4)
+                    r.half();
+                r.word();
+            }
+            if (r.failed())
+                return fail(r.error);
+            continue;
+        }
+        in_debug = code == ir::REC_DEBUG_LABEL || code == ir::REC_DEBUG_FILE || code == ir::REC_DEBUG_FUNC ||
+                   code == ir::REC_NAME;
         if (in_data_item && data < 0)
             return fail_here("data item outside an object's data");
         if (in_run && code != ir::REC_BYTES)
@@ -637,6 +661,10 @@ bool Loader::load_unit(int unit)
             if (line)
                 r.byte();
             labels.push_back({label, static_cast<std::int32_t>(f->instrs.size())});
+            // Labels are odd; an even one (-xx) is a named label written
+            // under the number below the one jumps and tables use.
+            if (!(label & 1))
+                labels.push_back({label + 1, static_cast<std::int32_t>(f->instrs.size())});
             has_statement = true;
             break;
         }
