@@ -31,7 +31,6 @@ namespace {
 constexpr std::uint32_t SYM_CALLED = 0x100;        // called by code
 constexpr std::uint32_t SYM_USED_BY_CODE = 0x200;  // used by code other than a call
 constexpr std::uint32_t SYM_LAID_OUT = 0x40000;    // a local given storage
-constexpr std::uint32_t SYM_SHARED = 0x400000;     // a local that took over another's storage
 
 // The class byte of each role.
 enum : std::uint8_t {
@@ -182,7 +181,7 @@ std::uint32_t register_byte(const Symbol *s)
 
 std::uint8_t symbol_class(const Symbol *s)
 {
-    if (s->sclass == SC_ARGUMENT && (s->flags & SYM_SHARED))
+    if (s->sclass == SC_ARGUMENT && (s->flags & SYM_STORAGE_SHARED))
         return nostack ? CLASS_NOSTACK_AUTO : CLASS_AUTO;
     switch (s->sclass) {
     case SC_NONE:

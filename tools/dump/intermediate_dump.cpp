@@ -569,12 +569,12 @@ bool Decoder::record_body(unsigned code, std::string &s)
         counted_text(s, byte());
         break;
     case 137: {
-        unsigned size = byte();
-        field_unsigned(s, "size", size);
+        unsigned width = byte();
+        field_unsigned(s, "size", width);
         field(s, "value");
         std::uint32_t v = word();
         put_signed(s, v);
-        if (in_debug && size == 4) {
+        if (in_debug && width == 4) {
             field(s, "msb_first");
             put_hex(s, (v >> 24) | ((v >> 8) & 0xFF00) | ((v << 8) & 0xFF0000) | (v << 24), 8);
         }
