@@ -15,6 +15,7 @@
 #include "model/types.h"
 #include "output/records.h"
 #include "parse/declare.h"
+#include "parse/inline.h"
 #include "parse/typename.h"
 #include "sema/check.h"
 #include "sema/fold.h"
@@ -723,7 +724,7 @@ Node *call(Node *tree)
             if (s->attr & ATTR_INLINE) {
                 if (s->flags & SYM_INLINE_BUSY)
                     report("invalid recursive inline function");
-                else if (s->flags & SYM_DEFINED)
+                else if (s->inline_body)
                     ++inline_call_count;
                 --call_count;
             }
@@ -1089,6 +1090,7 @@ bool parse_constant(std::int32_t *value, int mode)
 
 void parse_reset()
 {
+    inline_reset();
     operator_count = 0;
     call_count = 0;
     inline_call_count = 0;

@@ -326,7 +326,7 @@ unsigned store_want(const Type *t)
             n->type = type;
             return;
         }
-        if (f->symbol->value != 0)
+        if (f->symbol->inline_body)
             report("invalid inline function usage");
         return;
     }
@@ -548,8 +548,9 @@ void narrow_node(Node **link, unsigned want)
     if (!n)
         return;
     if (n->op == OP_SEQ) {
-        // Inline expansion sequences are not made yet; the value part is
-        // all there is to narrow.
+        // The statements of an inline expansion were prepared by the body
+        // preparation, which reaches them first; the value part is what
+        // is left to narrow.
         narrow_node(&n->right, want);
         return;
     }
