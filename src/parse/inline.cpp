@@ -34,6 +34,10 @@ constexpr unsigned CONDITIONAL = 2;  // it may not run: nothing may leave it
 // of inline functions calling each other stop with a message, long before
 // the stack is in danger.
 constexpr std::int32_t EXPANSION_NESTING_WEIGHT = 100;
+// What the body's own parse may still nest when an expansion is allowed:
+// the deepest allowed expansion stops at its own message, not at the
+// parser's inside the body.
+constexpr std::int32_t EXPANSION_NESTING_RESERVE = 2000;
 
 // The nesting of expand_inline_calls(): statements of a body are expanded
 // inside the expansion of the statement that called it.
@@ -218,10 +222,11 @@ void show_hidden_locals(std::size_t from)
         return false;
     if (!expand_arguments(call, x, mode))
         return false;
-    if (!enter_nesting_quietly(EXPANSION_NESTING_WEIGHT)) {
+    if (!enter_nesting_quietly(EXPANSION_NESTING_WEIGHT + EXPANSION_NESTING_RESERVE)) {
         report("inline functions nested too deeply");
         return true;
     }
+    leave_nesting(EXPANSION_NESTING_RESERVE);
     Node *target = nullptr;
     Type *result = call->type;
     bool has_value = result && result->kind != KIND_VOID;
