@@ -738,6 +738,11 @@ void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, s
     if (frame_offset != 0)
         write_frame(frame_offset);
     emit_statement(body, 0, 0);
+    // An inline body may have come from another file: the function's
+    // own file is named again before its end (every expansion leaves a
+    // return label behind).
+    if (debug_info && function.expansion_labels)
+        emit_file(body->file_name);
     write_function_end();
     local_instance = static_cast<std::uint16_t>(local_instance + 2);
 }
