@@ -515,18 +515,26 @@ Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, const LoopEffects &effec
     else
         loop->body = nullptr;
     if (loop->kind == STMT_FOR) {
+        // An initialization that expanded inline calls keeps its
+        // sequence on top: the moved assignments join what follows its
+        // statements.
+        Node **init = &loop->init;
+        if (*init && (*init)->op == OP_SEQ)
+            init = &(*init)->right;
         for (Stmt *t = taken; t; t = t->next) {
-            if (!loop->init) {
-                loop->init = t->expr;
+            if (!*init) {
+                *init = t->expr;
                 continue;
             }
             Node *comma = new_node(OP_COMMA);
-            comma->left = loop->init;
+            comma->left = *init;
             comma->right = t->expr;
             comma->type = t->expr->type;
             comma->value = 0;
-            loop->init = comma;
+            *init = comma;
         }
+        if (init != &loop->init)
+            loop->init->type = (*init)->type;
         if (!loop->body)
             loop->body = empty_body(loop);
         return loop;
