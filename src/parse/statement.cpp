@@ -992,8 +992,12 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
         while (call->op == OP_CAST)
             call = call->left;
         // A call returned from an inline body is no tail call of the
-        // function it is expanded into.
-        if (!current_expansion && call->op == OP_CALL && !(call->flags & NODE_CALL_COUNTED)) {
+        // function it is expanded into, and a call of an inline function
+        // is no call once expanded.
+        const Node *callee = call->op == OP_CALL ? call->left : nullptr;
+        bool expanded = callee && callee->op == OP_LEAF && (callee->leaf & LEAF_SYMBOL) &&
+                        (callee->symbol->attr & ATTR_INLINE) && callee->symbol->inline_body;
+        if (!current_expansion && !expanded && call->op == OP_CALL && !(call->flags & NODE_CALL_COUNTED)) {
             call->flags |= NODE_CALL_COUNTED;
             ++function.tail_calls;
             ++tail_call_count;

@@ -1,7 +1,8 @@
 /* Inline calls in every place a statement holds an expression: loop
    initializations (with assignments the loop moves out of its body),
    tests and steps, switch selectors with and without cases, if tests,
-   conditions and comma lists, a return value and unrolled loops. */
+   conditions and comma lists, a return value, unrolled loops and the
+   elements of local aggregates. */
 #include "check.h"
 
 @inline int sq(int x) { return x * x; }
@@ -58,10 +59,26 @@ void run(int n)
     CHECK(h == 9);
 }
 
+struct pt {
+    int x, y;
+};
+
+/* Elements of local aggregates computed by inline calls. */
+void initializers(int n)
+{
+    int arr[3] = {sq(1), sq(n), 7};
+    struct pt p = {sq(2), sq(n + 1)};
+    int m = sq(arr[1]);
+    CHECK(arr[0] == 1 && arr[1] == 9 && arr[2] == 7);
+    CHECK(p.x == 4 && p.y == 16);
+    CHECK(m == 81);
+}
+
 int main(void)
 {
     int i, s;
     run(2);
+    initializers(3);
     CHECK(g == 9);
     CHECK(a[0] == 2 && a[1] == 7 && a[2] == 2 && a[8] == 1 && a[9] == 5);
     CHECK(twice_sq(3) == 18);
