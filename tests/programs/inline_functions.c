@@ -83,6 +83,7 @@ found:
 @inline int below(int i, int n) { return i < n; }
 @inline int next_even(int i) { return (i + 2) & ~1; }
 @inline int get_g(void) { return g; }
+@inline int counted(int v) { return (calls++, v); }
 
 int wrap(int v) { return clamp(v, 0, 10); }
 
@@ -150,6 +151,8 @@ int main(void)
     /* a comma runs its left side first */
     r = (g = 7, get_g());
     CHECK(r == 7);
+    calls = 0;
+    CHECK(counted(5) == 5 && counted(b) == 4 && calls == 2);
 
     /* static data, loops and labels inside a body */
     CHECK(lookup(2) == 30 && lookup(5) == 20);
