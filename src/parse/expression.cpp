@@ -732,6 +732,13 @@ Node *call(Node *tree)
         decay(fn);
     } else if (t->kind == KIND_POINTER && t->of->kind == KIND_FUNCTION) {
         ftype = t->of;
+        // A pointer known to hold an inline function (a parameter of an
+        // expansion bound to one): the call is expanded like a direct one.
+        if (is_symbol_leaf(fn) && (fn->symbol->attr & ATTR_INLINE) && fn->symbol->inline_body &&
+            !(fn->symbol->flags & SYM_INLINE_BUSY)) {
+            ++inline_call_count;
+            --call_count;
+        }
     } else if (is_symbol_leaf(fn) && !(fn->symbol->flags & SYM_DECLARED)) {
         Symbol *s = fn->symbol;
         s->sclass = SC_EXTERN;

@@ -385,7 +385,8 @@ bool expand_calls(Node **slot, Expander &x, unsigned mode)
 // being copied: null when it must be copied.
 Node *substitute(const Symbol *param, const Symbol *local, Node *arg)
 {
-    if (no_const_replacement || (param->flags & (SYM_ASSIGNED | SYM_ADDRESSED)) || arg->op != OP_LEAF)
+    if (no_const_replacement || (param->flags & (SYM_ASSIGNED | SYM_ADDRESSED)) || arg->op != OP_LEAF ||
+        (local->attr & ATTR_VOLATILE))
         return nullptr;
     unsigned kind = arg->type->kind;
     if (is_struct_or_union_kind(kind) || kind == KIND_ARRAY || is_bitfield_kind(kind) || kind == KIND_FUNCTION)
