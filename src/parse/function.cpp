@@ -17,7 +17,6 @@
 #include "parse/parse.h"
 #include "parse/statement.h"
 #include "passes/passes.h"
-#include "runtime/alloc.h"
 #include "sema/check.h"
 #include "sema/fold.h"
 #include "tree/stmt.h"
