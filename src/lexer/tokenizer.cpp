@@ -456,11 +456,13 @@ std::uint16_t redirect_tokens(PpToken *list)
     return next;
 }
 
-void start_recording()
+void start_recording(const Token *first)
 {
     recording_head = nullptr;
     recording_tail = &recording_head;
     state.recording = true;
+    if (first)
+        record(first);
 }
 
 RecordedToken *stop_recording()
@@ -484,6 +486,38 @@ void stop_replay()
     state.replay_cursor = nullptr;
     replay_file_name = nullptr;
     replay_line = 0;
+}
+
+bool is_recording() { return state.recording; }
+
+void begin_nested_replay(RecordedToken *list, ReplayMark *mark)
+{
+    mark->ring = token_ring;
+    mark->current = current_token;
+    mark->state_current = state.current;
+    mark->cursor = state.replay_cursor;
+    mark->file_name = replay_file_name;
+    mark->line = replay_line;
+    mark->resync = resync_code;
+    mark->replaying = state.replaying;
+    // Tokens given back belong to the text after the call: the replay
+    // starts with none pending.
+    token_ring.pushed = 0;
+    resync_code = 0;
+    state.replaying = true;
+    state.replay_cursor = list;
+}
+
+void end_nested_replay(const ReplayMark *mark)
+{
+    token_ring = mark->ring;
+    current_token = mark->current;
+    state.current = mark->state_current;
+    state.replay_cursor = mark->cursor;
+    state.replaying = mark->replaying;
+    replay_file_name = mark->file_name;
+    replay_line = mark->line;
+    resync_code = mark->resync;
 }
 
 void free_recording(RecordedToken *list)

@@ -92,12 +92,32 @@ struct RecordedToken {
     const char *file_name;
     Token token;
 };
-void start_recording();
+// Recording begins; `first`, when given, is the list's first entry (the
+// token already delivered that opens what is recorded).
+void start_recording(const Token *first = nullptr);
 RecordedToken *stop_recording();
 // Tokens come from `list` until stop_replay(); its end gives TK_END.
 void start_replay(RecordedToken *list);
 void stop_replay();
 void free_recording(RecordedToken *list);
+bool is_recording();
+
+// A replay begun in the middle of a statement, possibly inside another
+// replay: the ring (with the tokens the parser gave back), the current
+// token, the replay in progress and its position are kept in the mark and
+// put back by end_nested_replay(), so that the parser goes on where it was.
+struct ReplayMark {
+    TokenRing ring;
+    Token *current;
+    Token *state_current;
+    RecordedToken *cursor;
+    const char *file_name;
+    std::int32_t line;
+    std::uint8_t resync;
+    bool replaying;
+};
+void begin_nested_replay(RecordedToken *list, ReplayMark *mark);
+void end_nested_replay(const ReplayMark *mark);
 
 // Frees what a token owns (the text of assembly text).
 void release_token_value(Token *t);

@@ -11,6 +11,7 @@
 
 struct InitEntry;
 struct Node;
+struct RecordedToken;
 struct SourceFile;
 struct Symbol;
 struct Stmt;
@@ -152,6 +153,9 @@ struct Symbol {
     Node *alias;         // the expression a localized symbol is aliased to
     Symbol *bound_to;    // SC_SHARED: the local whose storage it shares
                          // (kept apart from `value`, which is 32 bits wide)
+    // An @inline function: the tokens of its body from `{` to `}`, replayed
+    // at every call; null until a body is read.
+    RecordedToken *inline_body;
     std::uint32_t value;  // enumerator value, member or argument offset,
                           // absolute address, label number, case value
     std::uint32_t decl_seq, set_seq, prev_set_seq, use_seq;

@@ -445,12 +445,28 @@ void emit_statement(const Stmt *s, unsigned continue_label, unsigned break_label
     }
 }
 
+// The statements an inline expansion runs before the rest of its
+// expression, each without continue or break label.
+[[gnu::noinline]] void emit_sequence_statements(const Node *seq)
+{
+    if (seq->value == 0)
+        return;
+    std::vector<Stmt *> statements(seq->value);
+    sequence_statements(seq, statements.data());
+    for (const Stmt *s : statements)
+        emit_statement(s, 0, 0);
+}
+
 }  // namespace
 
 void emit_condition(const Node *node, unsigned label_no, bool jump_if_false)
 {
     while (node) {
         switch (node->op) {
+        case OP_SEQ:
+            emit_sequence_statements(node);
+            node = node->right;
+            continue;
         case OP_COMMA:
             write_eval(node->left);
             node = node->right;
@@ -569,6 +585,10 @@ const Node *in_place_object(const Node *n, bool *negate)
 
 void emit_expression_statement(const Node *node)
 {
+    if (node && node->op == OP_SEQ) {
+        emit_sequence_statements(node);
+        node = node->right;
+    }
     if (!node)
         return;
     const Node *e = node;
@@ -589,6 +609,10 @@ void emit_expression_statement(const Node *node)
 
 void emit_value(const Node *node, unsigned target, const Type *type)
 {
+    if (node->op == OP_SEQ) {
+        emit_sequence_statements(node);
+        node = node->right;
+    }
     put_byte(REC_EVAL);
     put_byte(operator_byte(OP_ASSIGN));
     put_type_ref(type, 0);
@@ -718,6 +742,11 @@ void emit_function(Symbol *symbol, Stmt *body, std::uint32_t declaration_line, s
     if (frame_offset != 0)
         write_frame(frame_offset);
     emit_statement(body, 0, 0);
+    // An inline body may have come from another file: the function's
+    // own file is named again before its end (every expansion leaves a
+    // return label behind).
+    if (debug_info && function.expansion_labels)
+        emit_file(body->file_name);
     write_function_end();
     local_instance = static_cast<std::uint16_t>(local_instance + 2);
 }

@@ -16,6 +16,7 @@
 #include "output/debug.h"
 #include "output/records.h"
 #include "parse/declare.h"
+#include "parse/inline.h"
 #include "parse/typename.h"
 #include "sema/check.h"
 #include "sema/fold.h"
@@ -726,7 +727,7 @@ Node *call(Node *tree)
             if (s->attr & ATTR_INLINE) {
                 if (s->flags & SYM_INLINE_BUSY)
                     report("invalid recursive inline function");
-                else if (s->flags & SYM_DEFINED)
+                else if (s->inline_body)
                     ++inline_call_count;
                 --call_count;
             }
@@ -734,6 +735,13 @@ Node *call(Node *tree)
         decay(fn);
     } else if (t->kind == KIND_POINTER && t->of->kind == KIND_FUNCTION) {
         ftype = t->of;
+        // A pointer known to hold an inline function (a parameter of an
+        // expansion bound to one): the call is expanded like a direct one.
+        if (is_symbol_leaf(fn) && (fn->symbol->attr & ATTR_INLINE) && fn->symbol->inline_body &&
+            !(fn->symbol->flags & SYM_INLINE_BUSY)) {
+            ++inline_call_count;
+            --call_count;
+        }
     } else if (is_symbol_leaf(fn) && !(fn->symbol->flags & SYM_DECLARED)) {
         Symbol *s = fn->symbol;
         s->sclass = SC_EXTERN;
@@ -1094,6 +1102,7 @@ bool parse_constant(std::int32_t *value, int mode)
 
 void parse_reset()
 {
+    inline_reset();
     operator_count = 0;
     call_count = 0;
     inline_call_count = 0;

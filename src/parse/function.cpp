@@ -13,6 +13,7 @@
 #include "output/emit.h"
 #include "output/records.h"
 #include "parse/declare.h"
+#include "parse/inline.h"
 #include "parse/parse.h"
 #include "parse/statement.h"
 #include "passes/passes.h"
@@ -22,6 +23,10 @@
 #include "tree/tree.h"
 
 namespace {
+
+// What a parameter of an inline function takes over from its local in
+// the body: read, assigned, address taken.
+constexpr std::uint32_t INLINE_PARAMETER_FLAGS = SYM_USED | SYM_ASSIGNED | SYM_ADDRESSED;
 
 // The scope function_definition opens: parameters and the body's
 // outermost locals share it.
@@ -252,10 +257,23 @@ Stmt *read_block(Stmt *continue_target, Stmt *break_target, Stmt *block, bool fu
         saved = open_scope();
     *function.blocks_tail = block;
     function.blocks_tail = &block->other;
+    bool expansion = current_expansion && current_expansion->block == block;
 
     Stmt **tail = &block->body;
     *tail = nullptr;
+    if (expansion)
+        bind_parameters(block, &tail);
+    Stmt **first_declared = tail;
     local_declarations(&tail);
+    // Initializations that called inline functions are expanded once the
+    // declarations are complete.
+    for (Stmt *s = *first_declared; s; s = s->next) {
+        if (s->kind != STMT_PENDING_INIT)
+            continue;
+        s->kind = STMT_EXPR;
+        inline_call_count = 1;
+        expand_inline_calls(&s->expr, s, false);
+    }
 
     Stmt *previous = nullptr;
     bool unreachable = false, warned = false;
@@ -308,7 +326,12 @@ Stmt *read_block(Stmt *continue_target, Stmt *break_target, Stmt *block, bool fu
     if (unreachable)
         block->flags |= STMT_NO_FALL;
 
-    if (function_body) {
+    if (expansion) {
+        // The returns jump to the label at its end: the end is reached.
+        block->flags &= static_cast<std::uint16_t>(~STMT_NO_FALL);
+        append_return_label(block, &tail);
+        block->locals = close_scope(saved);
+    } else if (function_body) {
         if (!unreachable) {
             Stmt *r = new_stmt(STMT_RETURN);
             r->line = r->end_line = block->end_line;
@@ -347,10 +370,10 @@ std::uint32_t lay_out_arguments()
 }
 
 // An argument entered into the function scope: its class and the space check.
-void enter_argument(Symbol *a)
+void enter_argument(Symbol *a, bool is_inline)
 {
     if (a->sclass == SC_NONE)
-        a->sclass = SC_ARGUMENT;
+        a->sclass = is_inline ? SC_AUTO : SC_ARGUMENT;
     else if (a->sclass == SC_REGISTER)
         a->sclass = SC_REGARG;
     if ((a->attr & ATTR_SPACE) != (data_defaults[2] & ATTR_SPACE))
@@ -437,6 +460,8 @@ void recycle_function()
 {
     release_symbols(label_list, nullptr);
     label_list = nullptr;
+    release_symbols(function.expansion_labels, nullptr);
+    function.expansion_labels = nullptr;
     for (Stmt *s = function.switches; s; s = s->next_switch)
         if (s->kind == STMT_SWITCH)
             release_symbols(s->cases, nullptr);
@@ -453,6 +478,39 @@ void recycle_function()
     function.active = false;
     in_function_body = false;
     function.symbol = nullptr;
+}
+
+// An inline function's definition is complete: its prototype is checked
+// and each parameter takes what the body did with the local of its name,
+// which decides how an argument is bound at each call.
+void finish_inline_definition(Symbol *sym, RecordedToken *recorded)
+{
+    Type *ftype = sym->type;
+    if (!ftype->params || has_identifier_list(ftype)) {
+        report_name("missing prototype for inline function %.*s", sym->name);
+        ftype->params = nullptr;
+    } else {
+        bool ended = false;
+        std::size_t i = 0;
+        for (Symbol *p = ftype->params; p; p = p->next) {
+            if (p->type && p->type->kind == KIND_VOID) {
+                ended = true;
+                break;
+            }
+            if (i < arguments.size()) {
+                const Symbol *local = arguments[i++];
+                p->flags = (p->flags & ~INLINE_PARAMETER_FLAGS) | (local->flags & INLINE_PARAMETER_FLAGS);
+                p->refs = local->refs;
+            }
+        }
+        if (!ended)
+            report_name("invalid prototype for inline function %.*s", sym->name);
+    }
+    if (sym->sclass == SC_STATIC)
+        sym->sclass = SC_NONE;
+    if (sym->flags & SYM_USED)
+        report_name("usage conflict for inline function %.*s", sym->name);
+    keep_inline_body(sym, recorded);
 }
 
 }  // namespace
@@ -498,13 +556,15 @@ bool function_definition(Symbol *sym, std::uint32_t start_line)
                 a->line = p->line;
                 a->column = p->column;
             }
-            enter_argument(a);
+            enter_argument(a, (sym->attr & ATTR_INLINE) != 0);
         }
     } else {
         if (next_token()->code != TK_LBRACE) {
             push_back_token();
-            if (sym->attr & ATTR_INLINE)
+            if (sym->attr & ATTR_INLINE) {
                 sym->value = 0;
+                drop_inline_body(sym);
+            }
             return no_body(sym);
         }
         bool ended = false;
@@ -521,7 +581,7 @@ bool function_definition(Symbol *sym, std::uint32_t start_line)
             a->column = p->column;
             if (!p->name)
                 a->flags |= SYM_HIDDEN;
-            enter_argument(a);
+            enter_argument(a, (sym->attr & ATTR_INLINE) != 0);
         }
         if (!ended && (sym->attr & ATTR_NOSTACK))
             report("variable arguments not allowed in nostack mode");
@@ -540,8 +600,15 @@ bool function_definition(Symbol *sym, std::uint32_t start_line)
     function.attr = sym->attr;
     if (function.result && is_struct_or_union_kind(function.result->kind) && !function.result->members)
         report("incomplete return type");
-    if (sym->attr & ATTR_INLINE)
-        report("inline functions not supported yet");
+    bool is_inline = (sym->attr & ATTR_INLINE) != 0;
+    if (is_inline) {
+        // The body is read once for its messages and kept as tokens, to
+        // be read again at every call.
+        sym->value = 0;
+        drop_inline_body(sym);
+        sym->flags |= SYM_INLINE_BUSY;
+        start_recording(current_token);
+    }
 
     Token *brace = current_token;
     std::uint32_t brace_line = brace ? brace->line : start_line;
@@ -557,13 +624,21 @@ bool function_definition(Symbol *sym, std::uint32_t start_line)
             report_name("undefined label %.*s", l->name);
     if (call_count > 0)
         body->flags |= STMT_HAS_CALLS;
+    RecordedToken *recorded = nullptr;
+    if (is_inline) {
+        recorded = stop_recording();
+        sym->flags &= ~SYM_INLINE_BUSY;
+    }
     if (function_body_hook)
         function_body_hook(sym, body);
 
     if (error_count != 0) {
         sym->attr &= static_cast<std::uint16_t>(~ATTR_INLINE);
+        free_recording(recorded);
         begin_frame();
         prepare_statement(body);
+    } else if (is_inline) {
+        finish_inline_definition(sym, recorded);
     } else {
         // In analyser mode the body is prepared for its debug description
         // alone; the arguments keep their register class there.

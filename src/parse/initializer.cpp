@@ -734,6 +734,7 @@ Node *init_scalar(Type *type, std::uint16_t attr, bool *local_ok)
     if (!brace)
         push_back_token();
     void *mark = node_mark();
+    std::int32_t inline_calls = inline_call_count;
     Node *value = parse_assignment();
     if (!value) {
         report("missing initializer");
@@ -745,7 +746,11 @@ Node *init_scalar(Type *type, std::uint16_t attr, bool *local_ok)
     }
     if (check_level != 0)
         range_check(OP_ASSIGN, t, value);
-    value = final_fold(value);
+    // A value that calls an inline function is no constant; the call is
+    // expanded with the statement the initialization becomes, and folded
+    // there.
+    if (inline_call_count == inline_calls)
+        value = final_fold(value);
     Type *noted = value->type;
     Node *v = value;
     while (v->op == OP_CAST)

@@ -14,6 +14,7 @@
 #include "model/types.h"
 #include "output/records.h"
 #include "parse/declare.h"
+#include "parse/inline.h"
 #include "parse/parse.h"
 #include "parse/statement.h"
 #include "passes/passes.h"
@@ -224,11 +225,12 @@ Node *statement_expression(Stmt *s, bool value_used)
     return e;
 }
 
-// A test: read, expanded, made a condition; the messages name the
-// statement.
+// A test: read, made a condition, expanded; the messages name the
+// statement. The condition is made first, so that an expansion's sequence
+// stays at the top of the test.
 Node *read_test(Stmt *s, const char *missing, const char *invalid)
 {
-    Node *e = statement_expression(s, true);
+    Node *e = parse_expression(0);
     if (!e) {
         if (missing)
             report(missing);
@@ -236,6 +238,7 @@ Node *read_test(Stmt *s, const char *missing, const char *invalid)
     }
     if (!make_condition(&e))
         report(invalid);
+    expand_inline_calls(&e, s, true);
     return e;
 }
 
@@ -509,18 +512,26 @@ Stmt *hoist_invariants(Stmt *loop, std::uint32_t start, const LoopEffects &effec
     else
         loop->body = nullptr;
     if (loop->kind == STMT_FOR) {
+        // An initialization that expanded inline calls keeps its
+        // sequence on top: the moved assignments join what follows its
+        // statements.
+        Node **init = &loop->init;
+        if (*init && (*init)->op == OP_SEQ)
+            init = &(*init)->right;
         for (Stmt *t = taken; t; t = t->next) {
-            if (!loop->init) {
-                loop->init = t->expr;
+            if (!*init) {
+                *init = t->expr;
                 continue;
             }
             Node *comma = new_node(OP_COMMA);
-            comma->left = loop->init;
+            comma->left = *init;
             comma->right = t->expr;
             comma->type = t->expr->type;
             comma->value = 0;
-            loop->init = comma;
+            *init = comma;
         }
+        if (init != &loop->init)
+            loop->init->type = (*init)->type;
         if (!loop->body)
             loop->body = empty_body(loop);
         return loop;
@@ -572,12 +583,13 @@ Symbol *loop_counter(const Node *step)
 // taken before the body and compared after it.
 struct BodyMarks {
     Stmt *switches;       // the function's newest switch
+    std::uint32_t expansions;  // inline expansions made so far
     Symbol **case_head;   // the enclosing switch's table
     std::uint32_t cases;  // and its entries
     bool has_default;
 };
 
-BodyMarks body_marks() { return {function.switches, cases.head, cases.count, cases.has_default}; }
+BodyMarks body_marks() { return {function.switches, expansion_count, cases.head, cases.count, cases.has_default}; }
 
 // After the body of a for loop whose increment gave a counter.
 void counted_loop_step(Stmt *loop, LoopRecord *record, std::uint32_t body_stamp, std::int32_t body_operators,
@@ -595,8 +607,8 @@ void counted_loop_step(Stmt *loop, LoopRecord *record, std::uint32_t body_stamp,
         if (counter->set_seq >= body_stamp)
             loop->flags |= STMT_COUNTER_SET;
         // A switch in the body has case labels that a second copy would
-        // define again.
-        bool copyable = function.switches == marks.switches;
+        // define again, and so has an inline expansion its return label.
+        bool copyable = function.switches == marks.switches && expansion_count == marks.expansions;
         if (!calls && !entered)
             converted = convert_counted_loop(loop, record->weight, body_operators, start, loop_depth, copyable) &&
                         loop->kind == STMT_COUNTED;
@@ -905,9 +917,12 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
     ++loop_depth;
     std::uint32_t start = ++sequence_counter;
     LoopEffects before = effects_so_far();
-    s->expr = statement_expression(s, true);
-    if (s->expr && !make_condition(&s->expr))
-        report_plain("invalid for test type");
+    s->expr = parse_expression(0);
+    if (s->expr) {
+        if (!make_condition(&s->expr))
+            report_plain("invalid for test type");
+        expand_inline_calls(&s->expr, s, true);
+    }
     t = expect(TK_SEMICOLON);
     s->line3 = t->line;
     s->column3 = t->column;
@@ -973,13 +988,23 @@ bool leaves(const Stmt *loop) { return loop->flags & (STMT_BROKEN | STMT_GOTO_IN
         Node *call = e;
         while (call->op == OP_CAST)
             call = call->left;
-        if (call->op == OP_CALL && !(call->flags & NODE_CALL_COUNTED)) {
+        // A call returned from an inline body is no tail call of the
+        // function it is expanded into, and a call of an inline function
+        // is no call once expanded.
+        const Node *callee = call->op == OP_CALL ? call->left : nullptr;
+        bool expanded = callee && callee->op == OP_LEAF && (callee->leaf & LEAF_SYMBOL) &&
+                        (callee->symbol->attr & ATTR_INLINE) && callee->symbol->inline_body;
+        if (!current_expansion && !expanded && call->op == OP_CALL && !(call->flags & NODE_CALL_COUNTED)) {
             call->flags |= NODE_CALL_COUNTED;
             ++function.tail_calls;
             ++tail_call_count;
         }
     }
     expect(TK_SEMICOLON);
+    if (current_expansion) {
+        inline_return(s, e);
+        return;
+    }
     if (e)
         expand_inline_calls(&e, s, true);
     s->expr = e;

@@ -200,7 +200,9 @@ void set_words(Node *n, std::uint32_t used, std::uint32_t set)
 [[gnu::noinline]] void walk_sequence(Node *n, int context)
 {
     // An inline expansion: its statements run first, then the value.
-    for (Stmt *s = reinterpret_cast<Stmt *>(n->left); s; s = s->next)
+    std::vector<Stmt *> statements(n->value);
+    sequence_statements(n, statements.data());
+    for (Stmt *s : statements)
         walk_statement(s, NONE, NONE);
     if (n->right) {
         walk_expr(n->right, context);

@@ -8,11 +8,6 @@ struct Node;
 struct Stmt;
 struct Symbol;
 
-// Inline functions: the pending calls of @inline functions in the
-// expression at *slot expanded in place. Not built yet: the calls stay
-// calls (the definition of an inline function is reported instead).
-void expand_inline_calls(Node **slot, Stmt *from_statement, bool value_used);
-
 // Body preparation: 2 when the loop test `condition` is known to hold for
 // the value the initialization `init` gives, 1 when it is known not to,
 // 0 when it cannot be told.

@@ -19,6 +19,20 @@
 
 namespace {
 
+// The final folding of one of a statement's expressions. An inline
+// expansion's statements are prepared first, where they run, then what
+// remains of the expression is folded.
+void fold_final(Node **slot, unsigned want)
+{
+    if (Node *seq = *slot; seq && seq->op == OP_SEQ && seq->value != 0) {
+        std::vector<Stmt *> statements(seq->value);
+        sequence_statements(seq, statements.data());
+        for (Stmt *s : statements)
+            prepare_statement(s);
+    }
+    narrow(slot, want);
+}
+
 // The last expression of a comma chain or sequence.
 const Node *last_expression(const Node *n)
 {
@@ -63,21 +77,21 @@ void fold_expressions(Stmt *s)
     case STMT_SWITCH:
         widen_switch_selector(s);
         if (s->expr)
-            narrow(&s->expr, 0);
+            fold_final(&s->expr, 0);
         break;
     case STMT_FOR:
     case STMT_COUNTED:
         if (s->init)
-            narrow(&s->init, 0);
+            fold_final(&s->init, 0);
         if (s->expr)
-            narrow(&s->expr, 0);
+            fold_final(&s->expr, 0);
         if (s->step)
-            narrow(&s->step, 0);
+            fold_final(&s->step, 0);
         break;
     case STMT_RETURN:
         if (s->expr) {
             unsigned kind = function.result ? function.result->kind : 0;
-            narrow(&s->expr, kind == KIND_CHAR || kind == KIND_UCHAR ? kind : 0);
+            fold_final(&s->expr, kind == KIND_CHAR || kind == KIND_UCHAR ? kind : 0);
         }
         break;
     case STMT_EXPR:
@@ -87,7 +101,7 @@ void fold_expressions(Stmt *s)
     case STMT_IF:
     case STMT_GOTO:
         if (s->expr)
-            narrow(&s->expr, 0);
+            fold_final(&s->expr, 0);
         break;
     default:
         break;
@@ -117,7 +131,7 @@ void prepare_expression_statement(Stmt *s)
     if (e->op == OP_ASSIGN && e->left->op == OP_LEAF && (e->left->leaf & (LEAF_INIT | LEAF_SYMBOL)) == (LEAF_INIT | LEAF_SYMBOL) &&
         !(e->left->symbol->flags & SYM_USED) && !(e->left->symbol->attr & ATTR_VOLATILE)) {
         s->expr = e->right;
-        narrow(&s->expr, 0);
+        fold_final(&s->expr, 0);
         return;
     }
     Stmt *next = s->next;
@@ -131,7 +145,7 @@ void prepare_expression_statement(Stmt *s)
         s->expr = nullptr;
         return;
     }
-    narrow(&s->expr, 0);
+    fold_final(&s->expr, 0);
 }
 
 // A for loop: its parts folded; a test known to hold on entry marked, one
@@ -140,9 +154,9 @@ void prepare_expression_statement(Stmt *s)
 bool prepare_for(Stmt *s)
 {
     if (s->init)
-        narrow(&s->init, 0);
+        fold_final(&s->init, 0);
     if (s->expr)
-        narrow(&s->expr, 0);
+        fold_final(&s->expr, 0);
     bool labelled = holds_reachable_label(s->body);
     if (s->expr && s->init) {
         const Node *init = last_expression(s->init);
@@ -170,7 +184,7 @@ bool prepare_for(Stmt *s)
         return false;
     }
     if (s->step)
-        narrow(&s->step, 0);
+        fold_final(&s->step, 0);
     return true;
 }
 
@@ -810,7 +824,7 @@ void prepare_statement(Stmt *stmt)
             }
             break;
         case STMT_IF:
-            narrow(&s->expr, 0);
+            fold_final(&s->expr, 0);
             if (is_int_constant(s->expr)) {
                 // The branch the constant does not select goes, unless a
                 // jump may still reach a label inside it.
@@ -830,7 +844,7 @@ void prepare_statement(Stmt *stmt)
             work.push_back({s->body, 1, 0});
             break;
         case STMT_WHILE:
-            narrow(&s->expr, 0);
+            fold_final(&s->expr, 0);
             if (is_int_constant(s->expr) && s->expr->value == 0 && !holds_reachable_label(s->body)) {
                 make_empty_pass(s);
                 break;
@@ -844,7 +858,7 @@ void prepare_statement(Stmt *stmt)
         case STMT_SWITCH:
             widen_switch_selector(s);
             if (s->expr)
-                narrow(&s->expr, 0);
+                fold_final(&s->expr, 0);
             work.push_back({s, 2, 0});
             work.push_back({s->body, 1, 0});
             break;

@@ -222,6 +222,23 @@ void forget_zero_divisor(Node *leaf)
     leaf->leaf &= static_cast<std::uint8_t>(~(LEAF_ZERO_DIVISOR | LEAF_ZERO_MODULUS));
 }
 
+// A parameter of an inline expansion bound to its argument has no
+// storage: every read of it stands for the argument. Reads are replaced as
+// they are built; one that was built without a fetch of its value (the
+// right side of a comma) is replaced here.
+bool is_substituted_parameter(const Node *n)
+{
+    return (n->leaf & (LEAF_SYMBOL | LEAF_LVALUE)) == (LEAF_SYMBOL | LEAF_LVALUE) &&
+           (n->symbol->flags & SYM_INLINE_BUSY) && (n->symbol->attr & ATTR_CONST) && n->symbol->const_value;
+}
+
+[[gnu::noinline]] Node *substitute_parameter(Node *n)
+{
+    Node *copy = copy_tree(n->symbol->const_value);
+    copy->flags &= static_cast<std::uint8_t>(~NODE_RVALUE);
+    return convert_to(copy, n->type);
+}
+
 [[gnu::noinline]] void narrow_leaf(Node *n, unsigned want)
 {
     if (n->leaf & (LEAF_ZERO_DIVISOR | LEAF_ZERO_MODULUS)) {
@@ -326,7 +343,7 @@ unsigned store_want(const Type *t)
             n->type = type;
             return;
         }
-        if (f->symbol->value != 0)
+        if (f->symbol->inline_body)
             report("invalid inline function usage");
         return;
     }
@@ -548,13 +565,19 @@ void narrow_node(Node **link, unsigned want)
     if (!n)
         return;
     if (n->op == OP_SEQ) {
-        // Inline expansion sequences are not made yet; the value part is
-        // all there is to narrow.
+        // The statements of an inline expansion were prepared by the body
+        // preparation, which reaches them first; the value part is what
+        // is left to narrow.
         narrow_node(&n->right, want);
         return;
     }
     switch (n->op) {
     case OP_LEAF:
+        if (is_substituted_parameter(n)) {
+            *link = substitute_parameter(n);
+            narrow_node(link, want);
+            return;
+        }
         narrow_leaf(n, want);
         return;
     case OP_COMMA:

@@ -102,6 +102,9 @@ struct FunctionState {
     // function's records are recycled.
     Symbol *retired_cases;
     Type *result;
+    // The labels of the inline expansions read into the function, each
+    // expansion's own list joined in front of the earlier ones.
+    Symbol *expansion_labels;
     std::uint16_t attr;
     std::int32_t tail_calls;
 };

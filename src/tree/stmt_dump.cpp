@@ -35,6 +35,9 @@
 //   asm                         each line below it as "text" with its
 //                               position, in quotes with \ooo escapes
 //   pass TREE                   made by body preparation
+// A TREE that is an inline expansion's sequence prints as "(seq TYPE N
+// REST)", N being the count of its statements; they follow the line, one
+// level deeper, under a line "seq".
 #include <cstdio>
 #include <vector>
 
@@ -189,7 +192,29 @@ struct Item {
     int depth;
     bool single;           // print only this statement, not its successors
     const Stmt *else_of;   // an "else" line for this if
+    bool seq_line;         // a "seq" line
 };
+
+// The statements of the sequences among a statement's expressions, to be
+// printed below its line (before its body: pushed last).
+void push_sequences(std::vector<Item> &work, const Stmt *s, int depth)
+{
+    const Node *parts[3] = {s->expr, nullptr, nullptr};
+    if (s->kind == STMT_FOR || s->kind == STMT_COUNTED) {
+        parts[1] = s->init;
+        parts[2] = s->step;
+    }
+    for (int i = 2; i >= 0; --i) {
+        const Node *seq = parts[i];
+        if (!seq || seq->op != OP_SEQ || seq->value == 0)
+            continue;
+        std::vector<Stmt *> statements(seq->value);
+        sequence_statements(seq, statements.data());
+        for (std::size_t k = statements.size(); k-- > 0;)
+            work.push_back({statements[k], depth + 1, true, nullptr, false});
+        work.push_back({nullptr, depth, true, nullptr, true});
+    }
+}
 
 }  // namespace
 
@@ -197,10 +222,16 @@ void dump_statement(TextBuffer &out, const Stmt *stmt, int depth)
 {
     // An explicit stack: bodies nest as deeply as the source does.
     std::vector<Item> work;
-    work.push_back({stmt, depth, true, nullptr});
+    work.push_back({stmt, depth, true, nullptr, false});
     while (!work.empty()) {
         Item item = work.back();
         work.pop_back();
+        if (item.seq_line) {
+            for (int i = 0; i < item.depth; ++i)
+                out.append("  ");
+            out.append("seq\n");
+            continue;
+        }
         if (item.else_of) {
             for (int i = 0; i < item.depth; ++i)
                 out.append("  ");
@@ -211,7 +242,7 @@ void dump_statement(TextBuffer &out, const Stmt *stmt, int depth)
         if (!s)
             continue;
         if (!item.single && s->next)
-            work.push_back({s->next, item.depth, false, nullptr});
+            work.push_back({s->next, item.depth, false, nullptr, false});
         append_head(out, s, item.depth);
         int inner = item.depth + 1;
         switch (s->kind) {
@@ -227,7 +258,7 @@ void dump_statement(TextBuffer &out, const Stmt *stmt, int depth)
             }
             append_tail(out, s);
             if (s->kind == STMT_WHILE || s->kind == STMT_COUNTED || s->kind == STMT_PASS)
-                work.push_back({s->body, inner, true, nullptr});
+                work.push_back({s->body, inner, true, nullptr, false});
             break;
         case STMT_DO:
             out.append(' ');
@@ -236,7 +267,7 @@ void dump_statement(TextBuffer &out, const Stmt *stmt, int depth)
             append_position(out, s->line2, s->column2);
             out.append(')');
             append_tail(out, s);
-            work.push_back({s->body, inner, true, nullptr});
+            work.push_back({s->body, inner, true, nullptr, false});
             break;
         case STMT_FOR:
             out.append(" init=");
@@ -251,7 +282,7 @@ void dump_statement(TextBuffer &out, const Stmt *stmt, int depth)
             append_position(out, s->line3, s->column3);
             out.append(')');
             append_tail(out, s);
-            work.push_back({s->body, inner, true, nullptr});
+            work.push_back({s->body, inner, true, nullptr, false});
             break;
         case STMT_BLOCK:
             if (s->locals) {
@@ -265,17 +296,17 @@ void dump_statement(TextBuffer &out, const Stmt *stmt, int depth)
                 }
             }
             append_tail(out, s);
-            work.push_back({s->body, inner, false, nullptr});
+            work.push_back({s->body, inner, false, nullptr, false});
             break;
         case STMT_IF:
             out.append(' ');
             append_tree(out, s->expr);
             append_tail(out, s);
             if (s->other) {
-                work.push_back({s->other, inner, true, nullptr});
-                work.push_back({nullptr, item.depth, true, s});
+                work.push_back({s->other, inner, true, nullptr, false});
+                work.push_back({nullptr, item.depth, true, s, false});
             }
-            work.push_back({s->body, inner, true, nullptr});
+            work.push_back({s->body, inner, true, nullptr, false});
             break;
         case STMT_SWITCH:
             out.append(' ');
@@ -294,7 +325,7 @@ void dump_statement(TextBuffer &out, const Stmt *stmt, int depth)
                 }
             }
             append_tail(out, s);
-            work.push_back({s->body, inner, true, nullptr});
+            work.push_back({s->body, inner, true, nullptr, false});
             break;
         case STMT_BREAK:
         case STMT_CONTINUE:
@@ -307,6 +338,10 @@ void dump_statement(TextBuffer &out, const Stmt *stmt, int depth)
         case STMT_GOTO:
             out.append(' ');
             append_name(out, s->label ? s->label->name : nullptr);
+            if (s->expr) {
+                out.append(' ');
+                append_tree(out, s->expr);
+            }
             append_tail(out, s);
             break;
         case STMT_ASM:
@@ -322,5 +357,6 @@ void dump_statement(TextBuffer &out, const Stmt *stmt, int depth)
             append_tail(out, s);
             break;
         }
+        push_sequences(work, s, item.depth + 1);
     }
 }

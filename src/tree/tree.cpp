@@ -97,6 +97,35 @@ void replace_by_operand(Node *node, const Node *from, bool keep_type)
         node->type = from->type;
 }
 
+void sequence_statements(const Node *seq, Stmt **out)
+{
+    std::uint32_t count = seq->value;
+    if (count == 0)
+        return;
+    // The links run from the last statement back to the first.
+    const Node *n = seq;
+    for (std::uint32_t i = count; i > 1; --i) {
+        n = n->left;
+        out[i - 1] = n->seq_last;
+    }
+    out[0] = n->seq_first;
+}
+
+void append_to_sequence(Node *seq, Stmt *stmt)
+{
+    if (seq->value == 0) {
+        seq->seq_first = stmt;
+    } else {
+        Node *link = new_node(OP_SEQ);
+        link->type = seq->type;
+        link->left = seq->left;
+        link->value = seq->value;
+        link->seq_last = stmt;
+        seq->left = link;
+    }
+    ++seq->value;
+}
+
 Node *copy_tree(const Node *from)
 {
     if (!from)

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 struct PoolEntry;
+struct Stmt;
 struct Symbol;
 struct TextBuffer;
 struct Type;
@@ -37,6 +38,7 @@ struct Node {
         Symbol *symbol;            // leaf with LEAF_SYMBOL
         PoolEntry *literal;        // leaf with LEAF_LITERAL (string bytes or a double)
         SavedPosition *position;   // integer constant 0 marked as a zero divisor
+        Stmt *seq_first;           // OP_SEQ holding one statement: that statement
     };
     std::uint32_t value;  // leaf: the number, or the offset added to the base address
     // Pointers that belong in `value` but do not fit its 32 bits on this
@@ -50,6 +52,7 @@ struct Node {
     union {
         Node *right;        // second operand
         std::uint8_t leaf;  // leaf: the LEAF_* bits; the rest of the word is zero
+        Stmt *seq_last;     // an inner OP_SEQ link: the last of its statements
     };
     std::uint32_t aux;  // copied with the payload, otherwise left alone
     std::uint8_t flags;
@@ -147,6 +150,17 @@ constexpr std::uint8_t NODE_UNION = 0x08;          // reached through a union me
 constexpr std::uint8_t NODE_BASE_KNOWN = 0x10;
 constexpr std::uint8_t NODE_OVERLAID = 0x20;       // anonymous union member other than the first
 constexpr std::uint8_t NODE_CALL_COUNTED = 0x40;   // a call already counted once
+
+// An inline expansion's sequence (OP_SEQ): `left` holds the statements
+// that run first and `right` the rest of the expression (null when no
+// value is left). `value` counts the statements held in `left`: with none
+// `left` is null, with one it is that statement (`seq_first`), with more
+// it is an OP_SEQ link whose own `left` holds all but the last, counted
+// and laid out the same way, and whose `right` is the last (`seq_last`).
+// The statements of `seq` in the order they run, appended to `out`.
+void sequence_statements(const Node *seq, Stmt **out);
+// A statement appended to the ones `seq` holds (a link node when needed).
+void append_to_sequence(Node *seq, Stmt *stmt);
 
 // Leaf classifications.
 bool is_int_constant(const Node *n);

@@ -248,6 +248,14 @@ void dump_tree(TextBuffer &out, const Node *n)
             out.append(' ');
             dump_tree(out, n->right);
         }
+    } else {
+        // The statements it holds are the statement printer's to show.
+        out.append(' ');
+        append_number(out, "%lld", n->value);
+        if (n->right) {
+            out.append(' ');
+            dump_tree(out, n->right);
+        }
     }
     append_flags(out, n);
     out.append(')');

@@ -149,6 +149,49 @@ TEST_F(TokenizerTest, ReplayGivesBackTheRecordedTokensAndPositions)
     free_recording(list);
 }
 
+TEST_F(TokenizerTest, NestedReplaysResumeWhereTheyWereBegun)
+{
+    // Two recorded bodies: the outer one is replayed, and in its middle,
+    // with a token given back, the inner one; each resumes afterwards.
+    open_text("{ a b }\n{ x }\nrest ;\n");
+    start_recording();
+    for (Token *t = next_token(); t->code != TK_RBRACE; t = next_token()) {
+    }
+    RecordedToken *outer = stop_recording();
+    start_recording();
+    for (Token *t = next_token(); t->code != TK_RBRACE; t = next_token()) {
+    }
+    RecordedToken *inner = stop_recording();
+
+    EXPECT_EQ(seen(next_token()), (Seen{TK_IDENT, 3, 0}));
+    push_back_token();
+    ReplayMark source_mark;
+    begin_nested_replay(outer, &source_mark);
+    EXPECT_EQ(seen(next_token()), (Seen{TK_LBRACE, 1, 0})) << "the given-back token waits for the source";
+    EXPECT_EQ(seen(next_token()), (Seen{TK_IDENT, 1, 2}));
+    Token *b = next_token();
+    EXPECT_EQ(seen(b), (Seen{TK_IDENT, 1, 4}));
+    push_back_token();
+    ReplayMark outer_mark;
+    begin_nested_replay(inner, &outer_mark);
+    EXPECT_EQ(seen(next_token()), (Seen{TK_LBRACE, 2, 0}));
+    EXPECT_EQ(seen(next_token()), (Seen{TK_IDENT, 2, 2}));
+    EXPECT_EQ(current_line(), 2);
+    EXPECT_EQ(seen(next_token()), (Seen{TK_RBRACE, 2, 4}));
+    EXPECT_EQ(next_token()->code, TK_END) << "the end of a recording ends the replay's input";
+    end_nested_replay(&outer_mark);
+    EXPECT_EQ(current_token->column, 2u) << "the current token is the outer replay's again";
+    EXPECT_EQ(seen(next_token()), (Seen{TK_IDENT, 1, 4})) << "the token given back comes again";
+    EXPECT_EQ(seen(next_token()), (Seen{TK_RBRACE, 1, 6}));
+    EXPECT_EQ(current_line(), 1);
+    end_nested_replay(&source_mark);
+    EXPECT_EQ(seen(next_token()), (Seen{TK_IDENT, 3, 0}));
+    EXPECT_EQ(seen(next_token()), (Seen{TK_SEMICOLON, 3, 5}));
+    EXPECT_EQ(current_line(), 3);
+    free_recording(outer);
+    free_recording(inner);
+}
+
 TEST_F(TokenizerTest, AdjacentStringsJoinAcrossLinesIntoOneSharedEntry)
 {
     open_text("\"ab\" L\"c\"\n  \"d\\0e\" x \"abcd\\0e\"\n");
