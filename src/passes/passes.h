@@ -23,9 +23,10 @@ bool convert_counted_loop(Stmt *loop, std::uint16_t weight, std::int32_t body_op
 // The value an unrolled counted loop leaves in its counter, recorded as
 // the counter's known value (not under -cp).
 void record_unrolled_final_value(const Stmt *loop);
-// Body preparation: the frame layout of every reachable block's locals
-// ("%.*s undefined" for names a body used without declaring them). Final
-// folding, dead code and switch simplification are not built yet.
+// Body preparation: final folding and narrowing of every expression,
+// dead branches and loops removed, switches simplified, and the frame
+// layout of every reachable block's locals ("%.*s undefined" for names a
+// body used without declaring them).
 void prepare_statement(Stmt *stmt);
 // The frame starts empty for the next function; the lowest offset a local
 // took (0 or negative) is what the function record announces.
