@@ -138,16 +138,22 @@ void set_words(Node *n, std::uint32_t used, std::uint32_t set)
     set_words(n, n->right->flow_used, n->right->flow_set);
 }
 
+// An operand that is read in a block of its own (after the blocks of its
+// parts): the first of those blocks; the operand's own block in *last.
+std::uint32_t operand_blocks(Node *n, int count, std::uint32_t *last)
+{
+    std::uint32_t first = block_count();
+    walk_expr(n, READ);
+    *last = new_block(n, count);
+    return first;
+}
+
 [[gnu::noinline]] void walk_cond(Node *n)
 {
-    walk_expr(n->left, READ);
-    std::uint32_t test = new_block(n->left, 2);
-    std::uint32_t else_first = block_count();
-    walk_expr(n->right, READ);
-    std::uint32_t else_block = new_block(n->right, 1);
-    std::uint32_t then_first = block_count();
-    walk_expr(n->value_node, READ);
-    new_block(n->value_node, 1);
+    std::uint32_t test, else_block, then_block;
+    operand_blocks(n->left, 2, &test);
+    std::uint32_t else_first = operand_blocks(n->right, 1, &else_block);
+    std::uint32_t then_first = operand_blocks(n->value_node, 1, &then_block);
     std::uint32_t join = new_block(nullptr, 1);
     successor(test, 0) = then_first;
     successor(test, 1) = else_first;
@@ -159,11 +165,9 @@ void set_words(Node *n, std::uint32_t used, std::uint32_t set)
 // either runs it or goes straight to the join.
 [[gnu::noinline]] void walk_logical(Node *n)
 {
-    walk_expr(n->left, READ);
-    std::uint32_t test = new_block(n->left, 2);
-    std::uint32_t right_first = block_count();
-    walk_expr(n->right, READ);
-    new_block(n->right, 1);
+    std::uint32_t test, right_block;
+    operand_blocks(n->left, 2, &test);
+    std::uint32_t right_first = operand_blocks(n->right, 1, &right_block);
     std::uint32_t join = new_block(nullptr, 1);
     successor(test, 0) = right_first;
     successor(test, 1) = join;
