@@ -73,6 +73,7 @@ struct LabelBlock {
 std::vector<LabelBlock> label_blocks;
 std::vector<Goto> gotos;
 std::int32_t current_scope;
+bool walk_failed;  // a jump the walk could not place
 
 std::uint32_t new_block(Node *expr, std::int32_t count)
 {
@@ -385,36 +386,42 @@ void expression_block(Node *e)
     return true;
 }
 
-bool walk_failed;
 
-
-void walk_statement(Stmt *s, std::uint32_t continue_target, std::uint32_t break_target)
+// A block statement met by the walk: its entry in `scopes` becomes the
+// current scope; the one it replaces is returned.
+[[gnu::noinline]] std::int32_t enter_scope(const Stmt *s)
 {
-    if (!s)
-        return;
-    if (s->label_no || (s->flags & (STMT_CASE_LABEL | STMT_LABELLED)))
-        label_blocks.push_back({s, new_block(nullptr, 1)});
+    std::int32_t saved = current_scope;
+    current_scope = static_cast<std::int32_t>(scopes.size());
+    scopes.push_back({saved < 0 ? 0 : scopes[static_cast<std::size_t>(saved)].depth + 1, saved});
+    if (s->flags & STMT_DECLARES_TRACKED)
+        for (Tracked &t : tracked)
+            if (declaring[static_cast<std::size_t>(t.scope)] == s)
+                t.walk_scope = current_scope;
+    return saved;
+}
+
+[[gnu::noinline]] void note_label(const Stmt *s) { label_blocks.push_back({s, new_block(nullptr, 1)}); }
+
+[[gnu::noinline]] void walk_block(Stmt *s, std::uint32_t continue_target, std::uint32_t break_target)
+{
+    std::int32_t saved = enter_scope(s);
+    if (!s->body)
+        new_block(nullptr, 1);
+    for (Stmt *t = s->body; t; t = t->next)
+        walk_statement(t, continue_target, break_target);
+    current_scope = saved;
+}
+
+// The statements that hold no other statement.
+[[gnu::noinline]] void walk_simple(Stmt *s, std::uint32_t continue_target, std::uint32_t break_target)
+{
     switch (s->kind) {
     case STMT_EXPR:
     case STMT_PENDING_INIT:
         walk_expr(s->expr, DISCARDED);
         expression_block(s->expr);
         break;
-    case STMT_BLOCK: {
-        std::int32_t saved = current_scope;
-        current_scope = static_cast<std::int32_t>(scopes.size());
-        scopes.push_back({saved < 0 ? 0 : scopes[static_cast<std::size_t>(saved)].depth + 1, saved});
-        if (s->flags & STMT_DECLARES_TRACKED)
-            for (Tracked &t : tracked)
-                if (declaring[static_cast<std::size_t>(t.scope)] == s)
-                    t.walk_scope = current_scope;
-        if (!s->body)
-            new_block(nullptr, 1);
-        for (Stmt *t = s->body; t; t = t->next)
-            walk_statement(t, continue_target, break_target);
-        current_scope = saved;
-        break;
-    }
     case STMT_BREAK:
     case STMT_CONTINUE: {
         std::uint32_t target = s->kind == STMT_BREAK ? break_target : continue_target;
@@ -440,6 +447,24 @@ void walk_statement(Stmt *s, std::uint32_t continue_target, std::uint32_t break_
         new_block(nullptr, 1);
         break;
     }
+    case STMT_PASS: break;
+    default:  // assembly
+        new_block(nullptr, 1);
+        break;
+    }
+}
+
+// Statements nest as deep as the statement reader allows, and this walk
+// follows them by recursion: each kind that holds others is a function
+// apart, so that a level of the walk takes little stack.
+void walk_statement(Stmt *s, std::uint32_t continue_target, std::uint32_t break_target)
+{
+    if (!s)
+        return;
+    if (s->label_no || (s->flags & (STMT_CASE_LABEL | STMT_LABELLED)))
+        note_label(s);
+    switch (s->kind) {
+    case STMT_BLOCK: walk_block(s, continue_target, break_target); break;
     case STMT_IF: walk_if(s, continue_target, break_target); break;
     case STMT_WHILE: walk_while(s); break;
     case STMT_DO: walk_do(s); break;
@@ -449,10 +474,7 @@ void walk_statement(Stmt *s, std::uint32_t continue_target, std::uint32_t break_
         if (!walk_switch(s, continue_target))
             walk_failed = true;
         break;
-    case STMT_PASS: break;
-    default:  // assembly
-        new_block(nullptr, 1);
-        break;
+    default: walk_simple(s, continue_target, break_target); break;
     }
 }
 
