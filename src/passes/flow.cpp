@@ -50,10 +50,6 @@ struct Scope {
     std::int32_t parent;
 };
 
-// The blocks that declare tracked locals carry this flag while the
-// analysis runs.
-constexpr std::uint16_t STMT_DECLARES_TRACKED = 0x8000;
-
 struct Goto {
     std::uint32_t block;
     const Stmt *target;

@@ -83,6 +83,9 @@ constexpr std::uint16_t STMT_COUNTER_SET = 0x200;
 constexpr std::uint16_t STMT_UNROLL = 0x400;
 constexpr std::uint16_t STMT_EMPTY_RETURN = 0x800;  // inline expansion: a return without value
 constexpr std::uint16_t STMT_TEST_CONSTANT = 0x1000;  // for: read by body preparation
+// Block: it declares a local the flow analysis follows (only while the
+// analysis runs).
+constexpr std::uint16_t STMT_DECLARES_TRACKED = 0x8000;
 
 // A statement from the pool (recycled when the function ends), its kind
 // set and its flags, label number, links and source position cleared.
