@@ -19,6 +19,7 @@
 #include "output/records.h"
 #include "parse/declare.h"
 #include "parse/parse.h"
+#include "parse/statement.h"
 #include "preproc/directives.h"
 #include "preproc/macros.h"
 #include "preproc/output.h"
@@ -224,6 +225,7 @@ void zpc_reset()
     pp_tokens_reset();
     constants_reset();
     parse_reset();
+    statements_reset();
     forget_known_values();  // a list of nodes: it goes with them
     tree_reset();
     check_reset();
