@@ -213,6 +213,15 @@ std::uint32_t operand_blocks(Node *n, int count, std::uint32_t *last)
     }
 }
 
+// An operand that is read: a leaf is settled here, without a call.
+inline void walk_read(Node *n)
+{
+    if (n->op == OP_LEAF)
+        set_words(n, (n->leaf & LEAF_SYMBOL) && n->symbol ? n->symbol->flow_bit : 0, 0);
+    else
+        walk_expr(n, READ);
+}
+
 void walk_expr(Node *n, int context)
 {
     if (!n)
@@ -240,11 +249,14 @@ void walk_expr(Node *n, int context)
         walk_update(n);
         return;
     }
-    walk_expr(n->left, READ);
-    std::uint32_t used = n->left ? n->left->flow_used : 0;
-    std::uint32_t set = n->left ? n->left->flow_set : 0;
+    std::uint32_t used = 0, set = 0;
+    if (Node *left = n->left) {
+        walk_read(left);
+        used = left->flow_used;
+        set = left->flow_set;
+    }
     if (n->op != OP_CAST && !is_unary_op(n->op) && n->right) {
-        walk_expr(n->right, READ);
+        walk_read(n->right);
         used |= n->right->flow_used;
         set |= n->right->flow_set;
     }
