@@ -293,23 +293,11 @@ void expression_block(Node *e)
     }
 }
 
-[[gnu::noinline]] void walk_while(Stmt *s)
+// while and do: the test, then the body, which goes back to the test; a
+// do loop is entered at its body.
+[[gnu::noinline]] void walk_test_loop(Stmt *s)
 {
-    std::uint32_t test_first = block_count();
-    walk_expr(s->expr, READ);
-    std::uint32_t test = new_block(s->expr, 2);
-    std::uint32_t exit = new_block(nullptr, 1);
-    std::uint32_t body_first = block_count();
-    walk_statement(s->body, test_first, exit);
-    continue_to(body_first, test_first);
-    successor(test, 0) = entry_of(body_first, test_first);
-    successor(test, 1) = exit;
-    successor(exit, 0) = new_block(nullptr, 1);
-}
-
-[[gnu::noinline]] void walk_do(Stmt *s)
-{
-    std::uint32_t start = new_block(nullptr, 1);
+    std::uint32_t start = s->kind == STMT_DO ? new_block(nullptr, 1) : NONE;
     std::uint32_t test_first = block_count();
     walk_expr(s->expr, READ);
     std::uint32_t test = new_block(s->expr, 2);
@@ -318,7 +306,8 @@ void expression_block(Node *e)
     walk_statement(s->body, test_first, exit);
     continue_to(body_first, test_first);
     std::uint32_t body = entry_of(body_first, test_first);
-    successor(start, 0) = body;
+    if (start != NONE)
+        successor(start, 0) = body;
     successor(test, 0) = body;
     successor(test, 1) = exit;
     successor(exit, 0) = new_block(nullptr, 1);
@@ -474,8 +463,8 @@ void walk_statement(Stmt *s, std::uint32_t continue_target, std::uint32_t break_
     switch (s->kind) {
     case STMT_BLOCK: walk_block(s, continue_target, break_target); break;
     case STMT_IF: walk_if(s, continue_target, break_target); break;
-    case STMT_WHILE: walk_while(s); break;
-    case STMT_DO: walk_do(s); break;
+    case STMT_WHILE:
+    case STMT_DO: walk_test_loop(s); break;
     case STMT_FOR:
     case STMT_COUNTED: walk_for(s); break;
     case STMT_SWITCH:
